@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string_view>
+
+#include "platform/property_list.h"
+
+namespace corvana {
+
+/// An application bundle: a folder "Name.app" with Contents/{Info.plist, MacOS/, Resources/}, the same on every system.
+struct Bundle {
+  std::filesystem::path path;
+
+  /// Its Info.plist; nothing when there is none. Throws PropertyListError when it is damaged and
+  /// std::filesystem::filesystem_error when it cannot be read.
+  std::optional<PropertyDictionary> infoDictionary() const;
+
+  /// The file "name.extension" of its resources, if there is one.
+  std::optional<std::filesystem::path> resource(std::string_view name, std::string_view extension) const;
+};
+
+}  // namespace corvana

@@ -1,0 +1,71 @@
+#include "creator/proxy_app_builder.h"
+
+#include <cerrno>
+#include <fstream>
+#include <system_error>
+
+#include "core/identity/log.h"
+#include "platform/uuid.h"
+
+namespace corvana {
+namespace {
+
+namespace fs = std::filesystem;
+
+void write(const fs::path& file, const std::string& bytes) {
+  std::ofstream stream(file, std::ios::binary);
+  stream << bytes;
+  stream.close();
+  if (!stream) throw fs::filesystem_error("cannot write", file, std::make_error_code(std::errc::io_error));
+}
+
+PropertyDictionary infoPlist(const ProxyAppPlan& plan) {
+  const std::string name = plan.destination.stem().string();
+  PropertyDictionary plist = plan.config.plistEntries();
+  const auto put = [&plist](const char* key, std::string value) {
+    plist.emplace(key, PropertyValue{std::move(value)});
+  };
+  put("CFBundleIdentifier", plan.bundleID);
+  put("CFBundleName", name);
+  put("CFBundleDisplayName", name);
+  put("CFBundleExecutable", "CorvanaStub");
+  put("CFBundlePackageType", "APPL");
+  put("CFBundleInfoDictionaryVersion", "6.0");
+  return plist;
+}
+
+void fill(const fs::path& bundle, const ProxyAppPlan& plan) {
+  fs::create_directories(bundle / "Contents/MacOS");
+  fs::create_directories(bundle / "Contents/Resources");
+  fs::copy_file(plan.stubExecutable, bundle / "Contents/MacOS/CorvanaStub");
+  write(bundle / "Contents/Info.plist", PropertyList::xml(infoPlist(plan)));
+}
+
+}  // namespace
+
+void ProxyAppBuilder::build(const ProxyAppPlan& plan, bool replaces) {
+  const fs::path folder = fs::absolute(plan.destination).parent_path();
+  const bool isTaken = fs::exists(fs::symlink_status(plan.destination));
+  if (isTaken && !replaces) {
+    throw fs::filesystem_error("there is something already", plan.destination,
+                               std::make_error_code(std::errc::file_exists));
+  }
+  // Names that begin with a dot are passed over by whoever lists applications.
+  const fs::path fresh = folder / (".corvana-" + randomUUID());
+  const fs::path old = folder / (".corvana-" + randomUUID());
+  try {
+    fs::create_directories(folder);
+    fill(fresh, plan);
+    if (isTaken) fs::rename(plan.destination, old);
+    fs::rename(fresh, plan.destination);
+  } catch (...) {
+    std::error_code ignored;
+    if (fs::exists(old, ignored) && !fs::exists(plan.destination, ignored)) fs::rename(old, plan.destination, ignored);
+    fs::remove_all(fresh, ignored);
+    throw;
+  }
+  fs::remove_all(old);
+  Log::creator.info("built ", plan.destination.string(), " for ", plan.config.profileDirectory);
+}
+
+}  // namespace corvana

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "core/stub/stub_config.h"
+
+namespace corvana {
+
+/// What a proxy app is built from.
+struct ProxyAppPlan {
+  /// The bundle to make, "Name.app"; its name is the app's.
+  std::filesystem::path destination;
+  std::string bundleID;
+  StubConfig config;
+  /// The executable to copy into it.
+  std::filesystem::path stubExecutable;
+};
+
+struct ProxyAppBuilder {
+  ProxyAppBuilder() = delete;
+
+  /// Builds the bundle beside its destination and then moves it there, so that a failure leaves nothing half made.
+  /// Throws std::filesystem::filesystem_error, also when something is at the destination already and `replaces` is
+  /// false.
+  static void build(const ProxyAppPlan& plan, bool replaces);
+};
+
+}  // namespace corvana

@@ -1,0 +1,101 @@
+#include "platform/linux/detached_process.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <string_view>
+#include <system_error>
+
+namespace corvana {
+namespace {
+
+void check(int error, const char* what) {
+  if (error != 0) throw std::system_error(error, std::generic_category(), what);
+}
+
+/// What was meant for this process alone by those who started it: GIO's launch marks, the tokens of start-up
+/// notification and activation, and systemd's descriptors, watchdog and invocation of a unit.
+constexpr std::array<std::string_view, 12> ownVariables = {"GIO_LAUNCHED_DESKTOP_FILE",
+                                                           "GIO_LAUNCHED_DESKTOP_FILE_PID",
+                                                           "DESKTOP_STARTUP_ID",
+                                                           "XDG_ACTIVATION_TOKEN",
+                                                           "LISTEN_FDS",
+                                                           "LISTEN_PID",
+                                                           "LISTEN_FDNAMES",
+                                                           "NOTIFY_SOCKET",
+                                                           "WATCHDOG_PID",
+                                                           "WATCHDOG_USEC",
+                                                           "INVOCATION_ID",
+                                                           "JOURNAL_STREAM"};
+
+std::vector<char*> environmentForOthers() {
+  std::vector<char*> environment;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string_view text = *variable;
+    if (std::ranges::count(ownVariables, text.substr(0, text.find('='))) == 0) environment.push_back(*variable);
+  }
+  environment.push_back(nullptr);
+  return environment;
+}
+
+class SpawnAttributes {
+ public:
+  SpawnAttributes() {
+    check(::posix_spawnattr_init(&attributes_), "posix_spawnattr_init");
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    check(::posix_spawnattr_setsigmask(&attributes_, &signals), "posix_spawnattr_setsigmask");
+    ::sigfillset(&signals);
+    check(::posix_spawnattr_setsigdefault(&attributes_, &signals), "posix_spawnattr_setsigdefault");
+    check(::posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF),
+          "posix_spawnattr_setflags");
+  }
+  SpawnAttributes(const SpawnAttributes&) = delete;
+  SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+  ~SpawnAttributes() { ::posix_spawnattr_destroy(&attributes_); }
+  const posix_spawnattr_t* get() const { return &attributes_; }
+
+ private:
+  posix_spawnattr_t attributes_;
+};
+
+class SpawnFileActions {
+ public:
+  explicit SpawnFileActions(const std::filesystem::path& workingDirectory) {
+    check(::posix_spawn_file_actions_init(&actions_), "posix_spawn_file_actions_init");
+    check(::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0), "addopen");
+    check(::posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0), "addopen");
+    check(::posix_spawn_file_actions_adddup2(&actions_, STDOUT_FILENO, STDERR_FILENO), "adddup2");
+    check(::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1), "addclosefrom_np");
+    check(::posix_spawn_file_actions_addchdir_np(&actions_, workingDirectory.c_str()), "addchdir_np");
+  }
+  SpawnFileActions(const SpawnFileActions&) = delete;
+  SpawnFileActions& operator=(const SpawnFileActions&) = delete;
+  ~SpawnFileActions() { ::posix_spawn_file_actions_destroy(&actions_); }
+  const posix_spawn_file_actions_t* get() const { return &actions_; }
+
+ private:
+  posix_spawn_file_actions_t actions_;
+};
+
+}  // namespace
+
+pid_t startDetached(const std::vector<std::string>& command, const std::filesystem::path& workingDirectory) {
+  std::vector<char*> arguments;
+  for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
+  arguments.push_back(nullptr);
+
+  const SpawnAttributes attributes;
+  const SpawnFileActions actions(workingDirectory);
+  pid_t process = 0;
+  check(::posix_spawnp(&process, arguments.front(), actions.get(), attributes.get(), arguments.data(),
+                       environmentForOthers().data()),
+        "posix_spawnp");
+  return process;
+}
+
+}  // namespace corvana

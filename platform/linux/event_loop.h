@@ -1,0 +1,59 @@
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/scheduler.h"
+#include "platform/unique_fd.h"
+
+struct sd_event;
+struct sd_event_source;
+
+namespace corvana {
+
+/// The main queue on Linux: an sd-event loop, which later also carries the connections to the buses and to the X
+/// server. The thread that makes it is the main thread; `run` is called there, and only `post` may be called from
+/// others.
+class EventLoop final : public Scheduler, public Clock {
+ public:
+  /// Throws std::system_error when the system has no descriptors left.
+  EventLoop();
+  EventLoop(const EventLoop&) = delete;
+  EventLoop& operator=(const EventLoop&) = delete;
+  ~EventLoop() override;
+
+  void post(Task task) override;
+  [[nodiscard]] Timer after(std::chrono::nanoseconds delay, Task task) override;
+  [[nodiscard]] Timer every(std::chrono::nanoseconds period, Task task) override;
+
+  std::chrono::steady_clock::time_point now() const override { return std::chrono::steady_clock::now(); }
+  std::chrono::system_clock::time_point date() const override { return std::chrono::system_clock::now(); }
+
+  /// Runs `task` whenever `descriptor` is readable, for as long as the token lives; the caller keeps the descriptor
+  /// open that long.
+  [[nodiscard]] Timer whenReadable(int descriptor, Task task);
+
+  /// Runs `task` when the process receives `signal`, which from now on does nothing else. Call it before any thread is
+  /// started, since it blocks the signal in the calling thread only.
+  [[nodiscard]] Timer onSignal(int signal, Task task);
+
+  /// Serves tasks until `quit`; returns its exit code.
+  int run();
+  void quit(int exitCode);
+
+ private:
+  Timer startTimer(std::chrono::nanoseconds delay, std::chrono::microseconds period, Task task);
+  void runPosted();
+  void assertMainThread() const;
+
+  sd_event* event_ = nullptr;
+  std::thread::id mainThread_ = std::this_thread::get_id();
+  UniqueFD wakeUp_;
+  Timer wakeUpWatch_;
+  std::mutex mutex_;
+  std::vector<Task> posted_;  // guarded by mutex_
+};
+
+}  // namespace corvana

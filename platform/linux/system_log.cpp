@@ -1,0 +1,86 @@
+// The journal is told no source line of ours: that of this file would say nothing.
+#define SD_JOURNAL_SUPPRESS_LOCATION
+#include "platform/linux/system_log.h"
+
+#include <sys/uio.h>
+#include <syslog.h>
+#include <systemd/sd-journal.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <string>
+
+namespace corvana {
+namespace {
+
+struct Level {
+  const char* name;
+  int priority;
+};
+
+Level levelOf(LogLevel level) {
+  switch (level) {
+    case LogLevel::info:
+      return {"info", LOG_INFO};
+    case LogLevel::notice:
+      return {"default", LOG_NOTICE};
+    case LogLevel::error:
+      return {"error", LOG_ERR};
+  }
+  return {"error", LOG_ERR};
+}
+
+void writeToJournal(const LogRecord& record) {
+  const Level level = levelOf(record.level);
+  const std::array<std::string, 5> fields = {
+      "MESSAGE=" + std::string(record.message), "PRIORITY=" + std::to_string(level.priority),
+      "SYSLOG_IDENTIFIER=" + std::string(record.subsystem), "CORVANA_CATEGORY=" + std::string(record.category),
+      std::string("CORVANA_LEVEL=") + level.name};
+  std::array<iovec, fields.size()> parts{};
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    parts[i] = {const_cast<char*>(fields[i].data()), fields[i].size()};
+  }
+  (void)::sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));  // nobody to tell
+}
+
+bool exists(const char* path) {
+  std::error_code ignored;
+  return std::filesystem::exists(path, ignored);
+}
+
+}  // namespace
+
+SystemLog::SystemLog()
+    : usesJournal_(exists("/run/systemd/journal/socket")),
+      usesSyslog_(!usesJournal_ && exists("/dev/log")),
+      usesStandardError_((!usesJournal_ && !usesSyslog_) || ::isatty(STDERR_FILENO) == 1) {}
+
+void SystemLog::write(const LogRecord& record) noexcept {
+  if (usesJournal_) writeToJournal(record);
+  if (usesSyslog_) {
+    ::syslog(LOG_USER | levelOf(record.level).priority, "%s", logLine(record).c_str());
+  }
+  if (usesStandardError_) {
+    const std::string line = logLine(record) + "\n";
+    (void)!::write(STDERR_FILENO, line.data(), line.size());  // nobody to tell
+  }
+}
+
+std::string logLine(const LogRecord& record) {
+  std::string line;
+  line.append(record.subsystem).append(" [").append(record.category).append("] ");
+  line.append(levelOf(record.level).name).append(": ");
+  for (const char c : record.message) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x20 && byte != 0x7F) {
+      line += c;
+      continue;
+    }
+    constexpr char digits[] = "0123456789abcdef";
+    line.append("\\x").append({digits[byte >> 4], digits[byte & 0xF]});
+  }
+  return line;
+}
+
+}  // namespace corvana

@@ -1,0 +1,49 @@
+#include <unicode/brkiter.h>
+#include <unicode/locid.h>
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+
+#include <memory>
+#include <stdexcept>
+
+#include "platform/text.h"
+
+namespace corvana::text {
+namespace {
+
+icu::UnicodeString decode(std::string_view utf8) {
+  return icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<std::int32_t>(utf8.size())));
+}
+
+std::string encode(const icu::UnicodeString& text) {
+  std::string utf8;
+  text.toUTF8String(utf8);
+  return utf8;
+}
+
+}  // namespace
+
+std::string lowercased(std::string_view utf8) {
+  return encode(decode(utf8).toLower(icu::Locale::getRoot()));
+}
+
+std::vector<Character> characters(std::string_view utf8) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::BreakIterator> boundaries(
+      icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
+  if (U_FAILURE(status)) throw std::runtime_error(std::string("no Unicode data: ") + u_errorName(status));
+
+  const icu::UnicodeString text = decode(utf8);
+  boundaries->setText(text);
+  std::vector<Character> result;
+  std::int32_t begin = boundaries->first();
+  for (std::int32_t end = boundaries->next(); end != icu::BreakIterator::DONE; begin = end, end = boundaries->next()) {
+    const UChar32 first = text.char32At(begin);
+    result.push_back({.utf8 = encode(text.tempSubStringBetween(begin, end)),
+                      .isLetter = u_hasBinaryProperty(first, UCHAR_ALPHABETIC) != 0,
+                      .isNumber = u_getIntPropertyValue(first, UCHAR_NUMERIC_TYPE) != U_NT_NONE});
+  }
+  return result;
+}
+
+}  // namespace corvana::text

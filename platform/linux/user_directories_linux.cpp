@@ -1,0 +1,57 @@
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "platform/files.h"
+#include "platform/user_directories.h"
+
+namespace corvana::userDirectories {
+namespace {
+
+/// A directory that only this user can read, write and enter; a link to one does not count.
+bool isPrivateDirectory(const std::filesystem::path& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::getuid() &&
+         (status.st_mode & 07777) == 0700;
+}
+
+}  // namespace
+
+std::filesystem::path home() {
+  if (const char* variable = std::getenv("HOME"); variable != nullptr && variable[0] == '/') return variable;
+  passwd entry{};
+  passwd* found = nullptr;
+  std::vector<char> buffer(16'384);
+  if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr) {
+    return found->pw_dir;
+  }
+  return "/";
+}
+
+std::filesystem::path temporary() {
+  const std::string uid = std::to_string(::getuid());
+  if (const char* variable = std::getenv("XDG_RUNTIME_DIR"); variable != nullptr && variable[0] == '/') {
+    if (isPrivateDirectory(variable)) return variable;
+  }
+  if (const std::filesystem::path session = "/run/user/" + uid; isPrivateDirectory(session)) return session;
+  // Anybody may have made the directory before us, so it counts only when it proves to be this user's.
+  for (const char* shared : {"/tmp/corvana-", "/var/tmp/corvana-"}) {
+    const std::filesystem::path own = shared + uid;
+    (void)::mkdir(own.c_str(), 0700);
+    if (isPrivateDirectory(own)) return own;
+  }
+  // Nobody else can be in the way here, though the path may turn out too long for a socket, which then says so.
+  const std::filesystem::path last = home() / ".cache" / "corvana";
+  try {
+    files::createPrivateDirectories(last);
+  } catch (const std::filesystem::filesystem_error&) {
+    // Whoever creates a file in it gets the error, with the path.
+  }
+  return last;
+}
+
+}  // namespace corvana::userDirectories

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <filesystem>
+#include <vector>
+
+/// The base directories of freedesktop.org's "XDG Base Directory Specification" 0.8. Looked up on every call.
+namespace corvana::xdg {
+
+/// $XDG_CONFIG_HOME, else ~/.config.
+std::filesystem::path configHome();
+
+/// Where data files are looked for, most important first: $XDG_DATA_HOME, else ~/.local/share; then $XDG_DATA_DIRS,
+/// else /usr/local/share and /usr/share. Relative entries do not count.
+std::vector<std::filesystem::path> dataDirectories();
+
+}  // namespace corvana::xdg

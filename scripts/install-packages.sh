@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Installs the Debian packages of packages.txt that are missing. Needs root or sudo only when some are.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+missing=()
+while read -r package; do
+    status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
+    [[ $status == "install ok installed" ]] || missing+=("$package")
+done < <(sed 's/#.*//; s/[[:space:]]*$//; /^$/d' packages.txt)
+((${#missing[@]})) || exit 0
+
+as_root=()
+if ((EUID != 0)); then
+    if ! command -v sudo >/dev/null; then
+        echo "These packages are missing, and there is no sudo to install them: ${missing[*]}" >&2
+        exit 1
+    fi
+    as_root=(sudo)
+fi
+echo "Installing ${#missing[@]} packages: ${missing[*]}"
+"${as_root[@]}" apt-get update -q
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}"
