@@ -25,7 +25,7 @@ write_desktop_entry() {
     if [[ -z $program ]] && program=$(command -v google-chrome); then id=google-chrome; fi
     [[ -n $program ]] || { echo "neither chromium nor google-chrome is installed" >&2; return 1; }
     # No dialogs, no network beyond this machine. Chromium refuses to run as root with its sandbox.
-    local options=(--no-first-run --disable-gpu --disable-sync --disable-background-networking
+    local options=(--no-first-run --test-type --disable-gpu --disable-sync --disable-background-networking
         --disable-component-update --password-store=basic
         "\"--host-resolver-rules=MAP * ~NOTFOUND , EXCLUDE 127.0.0.1\"")
     ((EUID != 0)) || options+=(--no-sandbox)

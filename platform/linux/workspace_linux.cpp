@@ -55,7 +55,8 @@ void WorkspaceLinux::openApplication(const std::filesystem::path& file, const Op
     const std::vector<std::string> command = entry.commandLine(configuration.arguments);
     const auto directory = entry.workingDirectory.empty() ? userDirectories::home() : entry.workingDirectory;
     try {
-      watch(startDetached(command, directory), command.front(), std::move(completion));
+      const pid_t process = startDetached(command, directory);
+      watch(process, command.front(), std::move(completion));
     } catch (const std::system_error& error) {
       report(std::move(completion), OpenError{file.string() + ": cannot start " + command.front() + " in " +
                                               directory.string() + ": " + error.code().message()});
@@ -78,7 +79,7 @@ void WorkspaceLinux::watch(pid_t process, std::string program, OpenCompletion co
   }
   child.exit = loop_.whenReadable(child.descriptor.get(), [this, process] { childExited(process); });
   child.startUp = loop_.after(
-      startUpTime, [this, process] { report(std::exchange(children_.at(process).completion, nullptr), std::nullopt); });
+      startUpTime_, [this, process] { report(std::exchange(children_.at(process).completion, nullptr), std::nullopt); });
   children_.insert_or_assign(process, std::move(child));
 }
 

@@ -12,11 +12,10 @@ namespace corvana {
 /// Everything happens on the loop's thread, which must outlive this object.
 class WorkspaceLinux final : public Workspace {
  public:
-  /// How long a started program may take to fail and still be reported as failed. A browser that hands its arguments to
-  /// its running instance ends well before, one that starts lives on.
-  static constexpr std::chrono::milliseconds startUpTime{1000};
-
-  explicit WorkspaceLinux(EventLoop& loop) : loop_(loop) {}
+  /// A program that fails within `startUpTime` is reported as failed. A browser that hands its arguments to its running
+  /// instance ends well before, one that starts lives on.
+  explicit WorkspaceLinux(EventLoop& loop, std::chrono::milliseconds startUpTime = std::chrono::seconds(1))
+      : loop_(loop), startUpTime_(startUpTime) {}
 
   std::optional<std::filesystem::path> urlForApplication(std::string_view bundleIdentifier) override;
 
@@ -42,6 +41,7 @@ class WorkspaceLinux final : public Workspace {
   void report(OpenCompletion completion, std::optional<OpenError> error);
 
   EventLoop& loop_;
+  std::chrono::milliseconds startUpTime_;
   std::map<pid_t, Child> children_;
 };
 

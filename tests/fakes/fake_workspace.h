@@ -1,0 +1,62 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/scheduler.h"
+#include "platform/workspace.h"
+
+namespace corvana::fakes {
+
+/// A system of applications in memory.
+class FakeWorkspace final : public Workspace {
+ public:
+  struct Launch {
+    std::filesystem::path file;
+    OpenConfiguration configuration;
+  };
+
+  explicit FakeWorkspace(Scheduler& scheduler) : scheduler_(scheduler) {}
+
+  // The world, for tests to set up.
+  std::map<std::string, std::filesystem::path, std::less<>> installed;
+  std::vector<RunningApplication> running;
+  /// What every opening fails with, if anything.
+  std::optional<OpenError> openError;
+
+  /// What was opened, oldest first.
+  std::vector<Launch> launches;
+
+  std::optional<std::filesystem::path> urlForApplication(std::string_view bundleIdentifier) override {
+    const auto found = installed.find(bundleIdentifier);
+    return found == installed.end() ? std::nullopt : std::optional(found->second);
+  }
+
+  std::vector<RunningApplication> runningApplications(std::string_view bundleIdentifier) override {
+    std::vector<RunningApplication> result;
+    for (const RunningApplication& application : running) {
+      if (application.bundleIdentifier == bundleIdentifier) result.push_back(application);
+    }
+    return result;
+  }
+
+  void openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
+                       OpenCompletion completion) override {
+    std::optional<OpenError> error = openError;
+    const bool isInstalled =
+        std::ranges::any_of(installed, [&file](const auto& application) { return application.second == file; });
+    if (!error && !isInstalled) error = OpenError{file.string() + ": no such application"};
+    for (const std::string& argument : configuration.arguments) {
+      if (argument.find('\0') != std::string::npos) error = OpenError{"an argument holds a zero byte"};
+    }
+    if (!error) launches.push_back({file, configuration});
+    if (completion) scheduler_.post([completion = std::move(completion), error] { completion(error); });
+  }
+
+ private:
+  Scheduler& scheduler_;
+};
+
+}  // namespace corvana::fakes

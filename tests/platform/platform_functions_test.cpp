@@ -1,0 +1,137 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <regex>
+#include <set>
+
+#include "platform/files.h"
+#include "platform/linux/system_log.h"
+#include "platform/property_list.h"
+#include "platform/text.h"
+#include "platform/user_directories.h"
+#include "platform/uuid.h"
+#include "tests/support/temporary_home.h"
+
+namespace corvana {
+namespace {
+
+using support::TemporaryHome;
+using testing::HasSubstr;
+
+mode_t modeOf(const std::filesystem::path& path) {
+  struct stat status {};
+  EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+  return status.st_mode & 07777;
+}
+
+TEST(PropertyList, ReadsBothFormsAndWritesXML) {
+  const std::string xml = R"(<?xml version="1.0"?><plist version="1.0"><dict>
+      <key>text</key><string>a &lt; ü</string><key>yes</key><true/><key>number</key><integer>-7</integer>
+      <key>real</key><real>1.5</real><key>date</key><date>2026-01-02T03:04:05Z</date><key>data</key><data>AAAA</data>
+      <key>list</key><array><integer>1</integer><string>two</string></array>
+      <key>inner</key><dict><key>no</key><false/></dict></dict></plist>)";
+  const PropertyDictionary expected{
+      {"text", {std::string("a < ü")}},
+      {"yes", {true}},
+      {"number", {std::int64_t{-7}}},
+      {"real", {1.5}},
+      {"list", {PropertyArray{{std::int64_t{1}}, {std::string("two")}}}},
+      {"inner", {PropertyDictionary{{"no", {false}}}}},
+  };
+  EXPECT_EQ(PropertyList::parse(xml), expected) << "dates and data are left out";
+  EXPECT_EQ(PropertyList::parse(PropertyList::xml(expected)), expected);
+  // {"a": true} in the binary form: header, three objects, their offsets, trailer.
+  const std::string binary("bplist00\xD1\x01\x02\x51\x61\x09\x08\x0B\x0D\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x03\0\0\0\0\0\0\0\0"
+                           "\0\0\0\0\0\0\0\x0E", 49);
+  EXPECT_EQ(PropertyList::parse(binary), (PropertyDictionary{{"a", {true}}}));
+}
+
+TEST(PropertyList, RefusesWhatIsNoneWithoutHarm) {
+  const auto nested = [](std::size_t depth) {
+    std::string text = "<plist version=\"1.0\"><dict><key>a</key>";
+    for (std::size_t i = 0; i < depth; ++i) text += "<array>";
+    for (std::size_t i = 0; i < depth; ++i) text += "</array>";
+    return text + "</dict></plist>";
+  };
+  EXPECT_NO_THROW(PropertyList::parse(nested(60)));
+  for (const std::string& bytes :
+       {std::string(), std::string("plainly not"), std::string("<plist><dict><key>a</key>"),
+        std::string("<plist><array/></plist>"), std::string("bplist00"), std::string("bplist00") + std::string(40, '\xFF'),
+        nested(65), nested(60'000), std::string(PropertyList::maximumBytes + 1, ' ')}) {
+    EXPECT_THROW(PropertyList::parse(bytes), PropertyListError) << bytes.substr(0, 60) << " of " << bytes.size();
+  }
+  const TemporaryHome home;
+  try {
+    PropertyList::read(home.write("Info.plist", "broken"));
+    ADD_FAILURE();
+  } catch (const PropertyListError& error) {
+    EXPECT_THAT(error.what(), HasSubstr("Info.plist: damaged"));
+  }
+}
+
+TEST(Files, ReadNeitherBlocksNorTakesTooMuch) {
+  const TemporaryHome home;
+  const auto file = home.write("five", "12345");
+  EXPECT_EQ(files::read(file, 5), "12345");
+  EXPECT_THROW(files::read(file, 4), std::filesystem::filesystem_error);
+  EXPECT_THROW(files::read(home.path(), 5), std::filesystem::filesystem_error);
+  const auto fifo = home.path() / "fifo";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_THROW(files::read(fifo, 5), std::filesystem::filesystem_error);
+}
+
+TEST(UserDirectories, TheTemporaryDirectoryIsNeverOneThatOthersCanUse) {
+  TemporaryHome home;
+  const auto runtime = home.path() / "runtime";
+  std::filesystem::create_directory(runtime);
+  home.environment.set("XDG_RUNTIME_DIR", runtime.string());
+  ::chmod(runtime.c_str(), 0700);
+  EXPECT_EQ(userDirectories::temporary(), runtime);
+
+  ::chmod(runtime.c_str(), 0770);
+  const auto own = userDirectories::temporary();
+  EXPECT_NE(own, runtime);
+  EXPECT_EQ(modeOf(own), 0700);
+
+  const auto link = home.path() / "link";
+  ::chmod(runtime.c_str(), 0700);
+  std::filesystem::create_symlink(runtime, link);
+  home.environment.set("XDG_RUNTIME_DIR", link.string());
+  EXPECT_EQ(userDirectories::temporary(), own);
+  home.environment.set("XDG_RUNTIME_DIR", "runtime");
+  EXPECT_EQ(userDirectories::temporary(), own) << "a relative path does not count";
+}
+
+TEST(UserDirectories, HomeComesFromTheAccountWhereTheEnvironmentIsSilent) {
+  TemporaryHome home;
+  EXPECT_EQ(userDirectories::home(), home.path());
+  home.environment.set("HOME", std::nullopt);
+  EXPECT_TRUE(userDirectories::home().is_absolute());
+  EXPECT_NE(userDirectories::home(), home.path());
+}
+
+TEST(RandomUUID, IsCanonicalAndFresh) {
+  std::set<std::string> seen;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string uuid = randomUUID();
+    EXPECT_TRUE(std::regex_match(
+        uuid, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+        << uuid;
+    EXPECT_TRUE(seen.insert(uuid).second);
+  }
+}
+
+TEST(Text, SplitsIntoUserPerceivedCharacters) {
+  std::vector<std::string> characters;
+  for (const auto& character : text::characters("e\u0301👩‍👩‍👧🇩🇪\r\n")) characters.push_back(character.utf8);
+  EXPECT_THAT(characters, testing::ElementsAre("e\u0301", "👩‍👩‍👧", "🇩🇪", "\r\n"));
+}
+
+TEST(SystemLog, LinesCannotBeForged) {
+  EXPECT_EQ(logLine({"app.corvana", "stub", LogLevel::notice, "a\nb\x1B[2Jc\tü\x7F"}),
+            "app.corvana [stub] default: a\\x0ab\\x1b[2Jc\\x09ü\\x7f");
+}
+
+}  // namespace
+}  // namespace corvana

@@ -1,0 +1,213 @@
+// The same contract for the desktop's applications and for their fake.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <csignal>
+
+#include "platform/linux/event_loop.h"
+#include "platform/linux/workspace_linux.h"
+#include "tests/fakes/fake_scheduler.h"
+#include "tests/fakes/fake_workspace.h"
+#include "tests/support/temporary_home.h"
+
+namespace corvana {
+namespace {
+
+using namespace std::chrono_literals;
+using support::readFile;
+using support::TemporaryHome;
+
+constexpr std::string_view chrome = "com.google.Chrome";
+
+/// The strings of a file that the recorder wrote.
+std::vector<std::string> itemsOf(const std::filesystem::path& file) {
+  std::vector<std::string> items;
+  std::istringstream content(readFile(file));
+  for (std::string item; std::getline(content, item, '\0');) items.push_back(item);
+  return items;
+}
+
+class RealDesktop {
+ public:
+  void install(const std::string& mode = "exit:0") {
+    home.writeDesktopEntry("google-chrome.desktop", std::string(RECORDER) + " " + home.path().string() + " " + mode + " %U");
+  }
+  std::vector<std::string> lastArguments() { return itemsOf(home.path() / "arguments"); }
+  /// Opens and waits for the report.
+  std::optional<OpenError> open(const std::filesystem::path& file, const OpenConfiguration& configuration) {
+    EventLoop loop;
+    WorkspaceLinux desktop(loop, startUpTime);
+    std::optional<OpenError> result;
+    int reports = 0;
+    bool isInside = true;
+    desktop.openApplication(file, configuration, [&](std::optional<OpenError> error) {
+      EXPECT_FALSE(isInside) << "reported inside the call";
+      ++reports;
+      result = std::move(error);
+      loop.post([&] { loop.quit(0); });
+    });
+    isInside = false;
+    loop.run();
+    EXPECT_EQ(reports, 1);
+    return result;
+  }
+  Workspace& workspace() { return workspace_; }
+
+  /// Prepares for `awaitProgram`, which gives the process id of a recorder once it has recorded everything.
+  void expectProgram() {
+    ::mkfifo((home.path() / "ready").c_str(), 0600);
+    startUpTime = 10ms;  // it stays, so nothing more is to come
+  }
+  pid_t awaitProgram() const { return std::stoi(readFile(home.path() / "ready")); }
+
+  TemporaryHome home;
+  std::chrono::milliseconds startUpTime{10'000};
+
+ private:
+  EventLoop loop_;
+  WorkspaceLinux workspace_{loop_};
+};
+
+class FakeDesktop {
+ public:
+  void install() { workspace_.installed.emplace(chrome, "/Applications/Chrome"); }
+  std::vector<std::string> lastArguments() { return workspace_.launches.back().configuration.arguments; }
+  std::optional<OpenError> open(const std::filesystem::path& file, const OpenConfiguration& configuration) {
+    std::vector<std::optional<OpenError>> reports;
+    workspace_.openApplication(file, configuration, [&](auto error) { reports.push_back(std::move(error)); });
+    EXPECT_TRUE(reports.empty()) << "reported inside the call";
+    scheduler_.runPosted();
+    EXPECT_EQ(reports.size(), 1);
+    return reports.at(0);
+  }
+  Workspace& workspace() { return workspace_; }
+
+ private:
+  fakes::FakeScheduler scheduler_;
+  fakes::FakeWorkspace workspace_{scheduler_};
+};
+
+template <class Desktop>
+class WorkspaceContract : public testing::Test, protected Desktop {};
+using Desktops = testing::Types<RealDesktop, FakeDesktop>;
+TYPED_TEST_SUITE(WorkspaceContract, Desktops);
+
+TYPED_TEST(WorkspaceContract, KnowsWhatIsInstalled) {
+  EXPECT_EQ(this->workspace().urlForApplication(chrome), std::nullopt);
+  EXPECT_EQ(this->workspace().urlForApplication("org.example.nothing"), std::nullopt);
+  EXPECT_TRUE(this->workspace().runningApplications(chrome).empty());
+  this->install();
+  EXPECT_NE(this->workspace().urlForApplication(chrome), std::nullopt);
+}
+
+TYPED_TEST(WorkspaceContract, PassesArgumentsByteForByte) {
+  this->install();
+  const std::vector<std::string> arguments = {"--profile-directory=Profile 1",
+                                              "http://127.0.0.1/a b\"c'd`e\\f",
+                                              "http://127.0.0.1/%f%U%c3%%",
+                                              "http://127.0.0.1/?a&b;c|d>e$(touch x)$HOME*~",
+                                              "",
+                                              "line\nfeed\ttab",
+                                              "\xff\xfe ünïcode"};
+  const auto error = this->open(*this->workspace().urlForApplication(chrome),
+                                {.arguments = arguments, .createsNewApplicationInstance = true});
+  EXPECT_FALSE(error) << error->description;
+  EXPECT_EQ(this->lastArguments(), arguments);
+}
+
+TYPED_TEST(WorkspaceContract, ReportsWhatCannotBeOpenedOnce) {
+  EXPECT_TRUE(this->open("/Applications/Google Chrome.app", {}));
+  this->install();
+  const auto file = *this->workspace().urlForApplication(chrome);
+  EXPECT_TRUE(this->open(file, {.arguments = {std::string("a\0b", 3)}, .createsNewApplicationInstance = true}));
+}
+
+class WorkspaceLinuxTest : public testing::Test, protected RealDesktop {
+ protected:
+  std::optional<OpenError> openChrome() {
+    return open(*workspace().urlForApplication(chrome), {.createsNewApplicationInstance = true});
+  }
+};
+
+TEST_F(WorkspaceLinuxTest, ReportsHowAProgramFailed) {
+  struct Row {
+    const char* name;
+    std::string mode;
+    const char* expected;
+  };
+  for (const Row& row : {Row{"status", "exit:3", "ended at once with exit status 3"},
+                         Row{"signal", "signal", "was ended at once by signal 9"}}) {
+    install(row.mode);
+    const auto error = openChrome();
+    ASSERT_TRUE(error) << row.name;
+    EXPECT_THAT(error->description, testing::HasSubstr(row.expected)) << row.name;
+  }
+  const auto file = home.writeDesktopEntry("google-chrome.desktop", "/nonexistent/chrome %U");
+  const auto error = open(file, {.createsNewApplicationInstance = true});
+  ASSERT_TRUE(error);
+  EXPECT_THAT(error->description, testing::HasSubstr("cannot start /nonexistent/chrome"));
+}
+
+TEST_F(WorkspaceLinuxTest, TheProgramRunsOnAndInheritsNothing) {
+  install("stay");
+  expectProgram();
+  // What a careless launcher would hand down: an inheritable descriptor, a blocked and an ignored signal, tokens.
+  const UniqueFD leak(::dup(STDERR_FILENO));
+  sigset_t blocked;
+  sigset_t before;
+  ::sigemptyset(&blocked);
+  ::sigaddset(&blocked, SIGTERM);
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
+  auto* oldHandler = ::signal(SIGPIPE, SIG_IGN);
+  for (const char* name : {"GIO_LAUNCHED_DESKTOP_FILE", "GIO_LAUNCHED_DESKTOP_FILE_PID", "DESKTOP_STARTUP_ID",
+                           "XDG_ACTIVATION_TOKEN", "NOTIFY_SOCKET"}) {
+    home.environment.set(name, "leftover");
+  }
+  home.environment.set("KEPT", "1");
+
+  EXPECT_FALSE(openChrome());
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  ::signal(SIGPIPE, oldHandler);
+
+  const pid_t process = awaitProgram();
+  EXPECT_EQ(::kill(process, 0), 0) << "it outlives the workspace that started it";
+  EXPECT_EQ(readFile(home.path() / "descriptors"), "0 /dev/null\n1 /dev/null\n2 /dev/null\n");
+  // Signals 32 and 33 are glibc's own, which its posix_spawn leaves ignored.
+  EXPECT_THAT(readFile(home.path() / "signals"),
+              testing::MatchesRegex("SigBlk:\t0000000000000000\nSigIgn:\t0000000[01]80000000\n|"
+                                    "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n"));
+  EXPECT_EQ(readFile(home.path() / "session"), "own");
+  EXPECT_EQ(readFile(home.path() / "directory"), home.path().string());
+  const auto environment = itemsOf(home.path() / "environment");
+  EXPECT_THAT(environment, testing::Each(testing::Not(testing::EndsWith("=leftover"))));
+  EXPECT_THAT(environment, testing::Contains("KEPT=1"));
+  ::kill(process, SIGKILL);
+}
+
+TEST_F(WorkspaceLinuxTest, StartsARunningProgramOnlyWhenANewInstanceIsWanted) {
+  // A copy whose name is a browser's, with the lock that a browser holds.
+  std::filesystem::copy_file(RECORDER, home.path() / "chrome");
+  home.writeDesktopEntry("google-chrome.desktop",
+                         (home.path() / "chrome").string() + " " + home.path().string() + " stay %U");
+  expectProgram();
+  EXPECT_FALSE(openChrome());
+  const pid_t process = awaitProgram();
+  char host[256] = {};
+  ::gethostname(host, sizeof host - 1);
+  const auto data = home.path() / ".config/google-chrome";
+  std::filesystem::create_directories(data);
+  std::filesystem::create_symlink(std::string(host) + "-" + std::to_string(process), data / "SingletonLock");
+  EXPECT_THAT(workspace().runningApplications(chrome),
+              testing::ElementsAre(RunningApplication{std::string(chrome), process}));
+
+  home.writeDesktopEntry("google-chrome.desktop", "/nonexistent/chrome %U");
+  const auto file = home.path() / ".local/share/applications/google-chrome.desktop";
+  EXPECT_FALSE(open(file, {})) << "it runs, so nothing is started";
+  EXPECT_TRUE(open(file, {.createsNewApplicationInstance = true}));
+  ::kill(process, SIGKILL);
+}
+
+}  // namespace
+}  // namespace corvana
