@@ -1,6 +1,6 @@
-// Measures the proxy app against bare programs in the same run: the time from its start to the browser's, and the memory
-// of idle instances. Wants a display and a session bus, for the bare resident program.
-// Usage: proxy_app_bench [RUNS]
+// Measures the proxy app against bare programs in the same run: the time from its start to the browser's, and the
+// memory of idle instances. Wants a display and a session bus, for the bare resident program. Usage: proxy_app_bench
+// [RUNS]
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -159,9 +159,10 @@ int main(int argumentCount, char** arguments) try {
   for (const int count : {1, 8}) {
     const Memory resident = meanMemory({BARE_RESIDENT}, count);
     const Memory app = meanMemory({ground.proxyApp()}, count);
-    std::printf("idle memory, mean of %d running: PSS bare %.0f KiB, proxy app %.0f KiB, ratio %.2f; private bare %.0f "
-                "KiB, proxy app %.0f KiB, ratio %.2f\n",
-                count, resident.pss, app.pss, app.pss / resident.pss, resident.own, app.own, app.own / resident.own);
+    std::printf(
+        "idle memory, mean of %d running: PSS bare %.0f KiB, proxy app %.0f KiB, ratio %.2f; private bare %.0f "
+        "KiB, proxy app %.0f KiB, ratio %.2f\n",
+        count, resident.pss, app.pss, app.pss / resident.pss, resident.own, app.own, app.own / resident.own);
   }
   return 0;
 } catch (const std::exception& error) {

@@ -86,6 +86,7 @@ supervise() {
     } >"$folder/environment.new"
     mv "$folder/environment.new" "$folder/environment"
     sleep "$seconds" &
+    children+=($!)
     wait $!
 }
 

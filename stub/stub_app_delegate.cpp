@@ -45,6 +45,7 @@ StubAppDelegate::StubAppDelegate(const Bundle& bundle, Workspace& workspace, Sch
 void StubAppDelegate::applicationDidFinishLaunching() {
   Log::stub.info(displayName_, " starting for ", config_.profileDirectory);
   activateOrLaunch();
+  checkChrome();  // it may be running already
   graceTimer_ = mainQueue_.after(launchGrace, [this] {
     checkChrome();
     if (didSeeChrome_) return;

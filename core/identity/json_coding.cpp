@@ -24,7 +24,7 @@ DecodingError::DecodingError(const std::string& key, const DecodingError& inner)
 json parseJSON(std::string_view text) {
   try {
     return json::parse(text);
-  } catch (const json::parse_error& error) {
+  } catch (const json::exception& error) {  // not only parse_error: a number out of range is another kind
     // The library's own words, "[json.exception.parse_error.101] parse error at line 1, column 2: ...", less the tag.
     const std::string_view message = error.what();
     const std::size_t tagEnd = message.find("] ");

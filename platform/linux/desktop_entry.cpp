@@ -153,10 +153,10 @@ std::optional<DesktopEntry> DesktopEntry::find(std::string_view desktopID) {
 std::vector<std::string> DesktopEntry::commandLine(std::span<const std::string> arguments) const {
   try {
     const std::vector<ExecWord> words = wordsOf(exec);
-    if (words.empty() || isPlaceOfArguments(words.front())) throw DesktopEntryError("no program is named");
-    std::vector<std::string> result;
+    std::vector<std::string> result{words.empty() ? "" : expand(words.front(), *this)};
+    if (result.front().empty()) throw DesktopEntryError("no program is named");
     bool hasPlace = false;
-    for (const ExecWord& word : words) {
+    for (const ExecWord& word : std::span(words).subspan(1)) {
       if (isPlaceOfArguments(word)) {
         if (!hasPlace) result.insert(result.end(), arguments.begin(), arguments.end());
         hasPlace = true;

@@ -17,7 +17,9 @@ namespace corvana {
 namespace {
 
 /// glibc 2.36 declares pidfd_open without C linkage, so that C++ cannot link to it.
-UniqueFD pidfdOf(pid_t process) { return UniqueFD(static_cast<int>(::syscall(SYS_pidfd_open, process, 0))); }
+UniqueFD pidfdOf(pid_t process) {
+  return UniqueFD(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
+}
 
 /// What is wrong with how a program ended; nothing when all is well.
 std::optional<OpenError> errorFrom(const std::string& program, const siginfo_t& ending) {
@@ -78,8 +80,9 @@ void WorkspaceLinux::watch(pid_t process, std::string program, OpenCompletion co
     return report(std::move(child.completion), std::nullopt);
   }
   child.exit = loop_.whenReadable(child.descriptor.get(), [this, process] { childExited(process); });
-  child.startUp = loop_.after(
-      startUpTime_, [this, process] { report(std::exchange(children_.at(process).completion, nullptr), std::nullopt); });
+  child.startUp = loop_.after(startUpTime_, [this, process] {
+    report(std::exchange(children_.at(process).completion, nullptr), std::nullopt);
+  });
   children_.insert_or_assign(process, std::move(child));
 }
 

@@ -65,8 +65,9 @@ TEST_F(CorvanaTest, IdentifiersAreOursOnlyBelowAPrefix) {
                            "org.halvory.plenvel.helper"}) {
     EXPECT_TRUE(Corvana::isOurBundleID(ours)) << ours;
   }
-  for (const char* other : {"", "app.corvana", "app.corvanax", "app.corvana-x.y", "App.corvana.main", "x.app.corvana.main",
-                            "org.halvory.mirrowen", "ORG.HALVORY.PLENVEL.helper", "org.halvory.other.x"}) {
+  for (const char* other :
+       {"", "app.corvana", "app.corvanax", "app.corvana-x.y", "App.corvana.main", "x.app.corvana.main",
+        "org.halvory.mirrowen", "ORG.HALVORY.PLENVEL.helper", "org.halvory.other.x"}) {
     EXPECT_FALSE(Corvana::isOurBundleID(other)) << other;
   }
   EXPECT_EQ(Corvana::previousIdentities[1].helperBundleID(), "org.halvory.plenvel.helper");
@@ -90,19 +91,15 @@ TEST(Slug, KeepsLettersAndNumbersOfAllScripts) {
     const char* slug;
   };
   for (const Row& row : {
-           Row{"Work Profile", "work-profile"},
-           Row{"  --Ünïcode!!  2 ", "ünïcode-2"},
-           Row{"!!!", "app"},
-           Row{"", "app"},
-           Row{"   ", "app"},
-           Row{"a--b", "a-b"},
-           Row{"A_B", "a-b"},
-           Row{"2024", "2024"},
+           Row{"Work Profile", "work-profile"}, Row{"  --Ünïcode!!  2 ", "ünïcode-2"}, Row{"!!!", "app"},
+           Row{"", "app"}, Row{"   ", "app"}, Row{"a--b", "a-b"}, Row{"A_B", "a-b"}, Row{"2024", "2024"},
            Row{"Ä\u0301rger", "ä\u0301rger"},  // a letter keeps its accents
            Row{"ИМЯ 名前 ٣½", "имя-名前-٣½"},
            Row{"x👩‍👩‍👧y🇩🇪", "x-y"},  // one character each, and no letter
            Row{"İstanbul", "i\u0307stanbul"},
-           Row{"a\xff\xfe" "b", "a-b"},
+           Row{"a\xff\xfe"
+               "b",
+               "a-b"},
            Row{"\u0301x", "x"},  // an accent that stands alone
        }) {
     EXPECT_EQ(Corvana::slug(row.name), row.slug) << row.name;
@@ -127,7 +124,9 @@ TEST(NewBundleID, AvoidsWhatIsTaken) {
     taken.insert(text);
   }
   made = 0;
-  EXPECT_EQ(Corvana::newBundleID(taken, makeUUID), "app.corvana.abcdef41000040008000" "0123456789ab");
+  EXPECT_EQ(Corvana::newBundleID(taken, makeUUID),
+            "app.corvana.abcdef41000040008000"
+            "0123456789ab");
   EXPECT_EQ(made, 65);
   made = 63;
   taken.erase("app.corvana.abcdef7f0000");

@@ -13,9 +13,9 @@ TEST(URL, OnlyTextsWithASchemeAreURLs) {
     EXPECT_EQ(url->absoluteString(), text);
   }
   for (const std::string& text :
-       {std::string(), std::string("example.org"), std::string("--no-sandbox"), std::string("--x=y:z"), std::string(":x"),
-        std::string("1http:x"), std::string(" https://x"), std::string("ht tp:x"), std::string("/file"),
-        std::string("ünicode:x"), std::string("http://a\0b", 10), std::string("file:///a%00b")}) {
+       {std::string(), std::string("example.org"), std::string("--no-sandbox"), std::string("--x=y:z"),
+        std::string(":x"), std::string("1http:x"), std::string(" https://x"), std::string("ht tp:x"),
+        std::string("/file"), std::string("ünicode:x"), std::string("http://a\0b", 10), std::string("file:///a%00b")}) {
     EXPECT_FALSE(URL::absolute(text)) << text;
   }
 }
@@ -25,10 +25,10 @@ TEST(URL, FilePathsAreAbsoluteAndDecoded) {
     const char* url;
     const char* path;
   };
-  for (const Row& row : {Row{"file:///home/a%20b/%C3%BC.html", "/home/a b/ü.html"},
-                         Row{"FILE://localhost/a?query#fragment", "/a"}, Row{"file:/a%3Fb", "/a?b"},
-                         Row{"file:///a%zz%4", "/a%zz%4"}, Row{"file:///a%", "/a%"}, Row{"file://host", "/"},
-                         Row{"file:--no-sandbox", "/--no-sandbox"}, Row{"file://--x", "/"}}) {
+  for (const Row& row :
+       {Row{"file:///home/a%20b/%C3%BC.html", "/home/a b/ü.html"}, Row{"FILE://localhost/a?query#fragment", "/a"},
+        Row{"file:/a%3Fb", "/a?b"}, Row{"file:///a%zz%4", "/a%zz%4"}, Row{"file:///a%", "/a%"}, Row{"file://host", "/"},
+        Row{"file:--no-sandbox", "/--no-sandbox"}, Row{"file://--x", "/"}}) {
     const auto url = URL::absolute(row.url);
     ASSERT_TRUE(url && url->isFileURL()) << row.url;
     EXPECT_EQ(url->fileSystemPath(), row.path) << row.url;

@@ -41,9 +41,10 @@ TEST(DesktopEntry, MalformedCommandLinesSayWhereAndWhat) {
     const char* exec;
     const char* expected;
   };
-  for (const Row& row : {Row{"", "no program is named"}, Row{"%U", "no program is named"},
-                         Row{"browser \"open", "does not end"}, Row{"browser %x", "unknown field code %x"},
-                         Row{"browser 5%", "a percent sign stands alone"}}) {
+  for (const Row& row :
+       {Row{"", "no program is named"}, Row{"%U", "no program is named"}, Row{"%D x", "no program is named"},
+        Row{"browser \"open", "does not end"}, Row{"browser %x", "unknown field code %x"},
+        Row{"browser 5%", "a percent sign stands alone"}}) {
     const DesktopEntry entry{.file = "/x.desktop", .exec = row.exec};
     try {
       entry.commandLine({});
@@ -127,9 +128,9 @@ TEST_F(BrowserInstallationTest, StaleAndForeignLocksAreNoRunningBrowser) {
   char host[256] = {};
   ::gethostname(host, sizeof host - 1);
   const std::string self = std::to_string(::getpid());
-  for (const std::string& target : {host + std::string("-999999999"), "other-host-" + self, host + std::string("-x"),
-                                    std::string("nothing"), host + std::string("-99999999999999999999"),
-                                    host + std::string("-") + self}) {  // this process is no browser
+  for (const std::string& target :
+       {host + std::string("-999999999"), "other-host-" + self, host + std::string("-x"), std::string("nothing"),
+        host + std::string("-99999999999999999999"), host + std::string("-") + self}) {  // this process is no browser
     std::filesystem::remove(lock);
     std::filesystem::create_symlink(target, lock);
     EXPECT_EQ(BrowserInstallation::find("com.google.Chrome")->mainProcess(), std::nullopt) << target;

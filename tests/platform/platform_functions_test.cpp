@@ -42,8 +42,10 @@ TEST(PropertyList, ReadsBothFormsAndWritesXML) {
   EXPECT_EQ(PropertyList::parse(xml), expected) << "dates and data are left out";
   EXPECT_EQ(PropertyList::parse(PropertyList::xml(expected)), expected);
   // {"a": true} in the binary form: header, three objects, their offsets, trailer.
-  const std::string binary("bplist00\xD1\x01\x02\x51\x61\x09\x08\x0B\x0D\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x03\0\0\0\0\0\0\0\0"
-                           "\0\0\0\0\0\0\0\x0E", 49);
+  const std::string binary(
+      "bplist00\xD1\x01\x02\x51\x61\x09\x08\x0B\x0D\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x03\0\0\0\0\0\0\0\0"
+      "\0\0\0\0\0\0\0\x0E",
+      49);
   EXPECT_EQ(PropertyList::parse(binary), (PropertyDictionary{{"a", {true}}}));
 }
 
@@ -55,10 +57,10 @@ TEST(PropertyList, RefusesWhatIsNoneWithoutHarm) {
     return text + "</dict></plist>";
   };
   EXPECT_NO_THROW(PropertyList::parse(nested(60)));
-  for (const std::string& bytes :
-       {std::string(), std::string("plainly not"), std::string("<plist><dict><key>a</key>"),
-        std::string("<plist><array/></plist>"), std::string("bplist00"), std::string("bplist00") + std::string(40, '\xFF'),
-        nested(65), nested(60'000), std::string(PropertyList::maximumBytes + 1, ' ')}) {
+  for (const std::string& bytes : {std::string(), std::string("plainly not"), std::string("<plist><dict><key>a</key>"),
+                                   std::string("<plist><array/></plist>"), std::string("bplist00"),
+                                   std::string("bplist00") + std::string(40, '\xFF'), nested(65), nested(60'000),
+                                   std::string(PropertyList::maximumBytes + 1, ' ')}) {
     EXPECT_THROW(PropertyList::parse(bytes), PropertyListError) << bytes.substr(0, 60) << " of " << bytes.size();
   }
   const TemporaryHome home;
@@ -115,8 +117,8 @@ TEST(RandomUUID, IsCanonicalAndFresh) {
   std::set<std::string> seen;
   for (int i = 0; i < 1000; ++i) {
     const std::string uuid = randomUUID();
-    EXPECT_TRUE(std::regex_match(
-        uuid, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
+    EXPECT_TRUE(
+        std::regex_match(uuid, std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}")))
         << uuid;
     EXPECT_TRUE(seen.insert(uuid).second);
   }
@@ -124,7 +126,8 @@ TEST(RandomUUID, IsCanonicalAndFresh) {
 
 TEST(Text, SplitsIntoUserPerceivedCharacters) {
   std::vector<std::string> characters;
-  for (const auto& character : text::characters("e\u0301👩‍👩‍👧🇩🇪\r\n")) characters.push_back(character.utf8);
+  for (const auto& character : text::characters("e\u0301👩‍👩‍👧🇩🇪\r\n"))
+    characters.push_back(character.utf8);
   EXPECT_THAT(characters, testing::ElementsAre("e\u0301", "👩‍👩‍👧", "🇩🇪", "\r\n"));
 }
 

@@ -32,7 +32,8 @@ std::vector<std::string> itemsOf(const std::filesystem::path& file) {
 class RealDesktop {
  public:
   void install(const std::string& mode = "exit:0") {
-    home.writeDesktopEntry("google-chrome.desktop", std::string(RECORDER) + " " + home.path().string() + " " + mode + " %U");
+    home.writeDesktopEntry("google-chrome.desktop",
+                           std::string(RECORDER) + " " + home.path().string() + " " + mode + " %U");
   }
   std::vector<std::string> lastArguments() { return itemsOf(home.path() / "arguments"); }
   /// Opens and waits for the report.

@@ -56,7 +56,8 @@ TEST_F(ProxyAppTest, ALaunchReportsOnceOnTheMainQueue) {
   ChromeLauncher::launch(workspace, scheduler, "Default", {}, nullptr);
   scheduler.advance(60s);
   EXPECT_THAT(results, ElementsAre(false, true));
-  EXPECT_THAT(log.lines(), Contains("stub error: Chrome launch failed: /Applications/Google Chrome.app: no such application"));
+  EXPECT_THAT(log.lines(),
+              Contains("stub error: Chrome launch failed: /Applications/Google Chrome.app: no such application"));
   EXPECT_THAT(log.lines(), Contains("stub error: Chrome launch failed: no memory")) << "also without a completion";
 }
 

@@ -101,9 +101,11 @@ TEST(StubConfig, JSONThatDoesNotFitSaysWhere) {
            Row{R"({"profileDirectory": null})", "profileDirectory: missing"},
            Row{R"({"profileDirectory": 1})", "profileDirectory: expected a string, found number"},
            Row{R"({"profileDirectory": "D", "ownWindow": 1})", "ownWindow: expected true or false, found number"},
-           Row{R"({"profileDirectory": "D", "iconStyle": "Ring"})", "iconStyle: \"Ring\" is none of segments, ring, badge"},
+           Row{R"({"profileDirectory": "D", "iconStyle": "Ring"})",
+               "iconStyle: \"Ring\" is none of segments, ring, badge"},
            Row{R"([])", "expected an object, found array"},
            Row{"{\n  \"profileDirectory\": }", "line 2, column 23"},
+           Row{R"({"profileDirectory": 1e999})", "number overflow"},
            Row{"{\"profileDirectory\": \"\xff\"}", "ill-formed UTF-8"},
        }) {
     try {

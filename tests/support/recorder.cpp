@@ -1,8 +1,8 @@
 // Stands in for a browser in tests: records how it was started, then does as its first argument says.
 // Usage: recorder FOLDER exit:STATUS|signal|stay [ARGUMENT...]
-// Writes FOLDER/arguments and FOLDER/environment (each item followed by a zero byte), FOLDER/descriptors, FOLDER/signals,
-// FOLDER/session ("own" when it leads a session) and FOLDER/directory, and last its process id to FOLDER/ready, which a
-// test that waits for it makes as a FIFO.
+// Writes FOLDER/arguments and FOLDER/environment (each item followed by a zero byte), FOLDER/descriptors,
+// FOLDER/signals, FOLDER/session ("own" when it leads a session) and FOLDER/directory, and last its process id to
+// FOLDER/ready, which a test that waits for it makes as a FIFO.
 
 #include <unistd.h>
 

@@ -48,8 +48,8 @@ class TemporaryHome {
     path_ = name;
     environment.set("HOME", name);
     environment.set("XDG_DATA_DIRS", "/nonexistent");
-    for (const char* variable : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR", "CHROME_CONFIG_HOME",
-                                 "CHROME_USER_DATA_DIR"}) {
+    for (const char* variable :
+         {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_RUNTIME_DIR", "CHROME_CONFIG_HOME", "CHROME_USER_DATA_DIR"}) {
       environment.set(variable, std::nullopt);
     }
   }

@@ -1,0 +1,19 @@
+// Property lists: any bytes give a dictionary or an error; a dictionary is written and read back unchanged.
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "core/stub/stub_config.h"
+#include "platform/property_list.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  try {
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const auto config = corvana::StubConfig::fromPlist(corvana::PropertyList::parse(bytes));
+    if (config && corvana::StubConfig::fromPlist(config->plistEntries())->tabGroupName != config->tabGroupName) {
+      std::abort();
+    }
+  } catch (const corvana::PropertyListError&) {
+  }
+  return 0;
+}
