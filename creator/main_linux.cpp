@@ -48,20 +48,16 @@ struct MakeApp {
 
 }  // namespace
 
-int main(int argumentCount, char** arguments) {
+int main(int argumentCount, char** arguments) try {
   SystemLog log;
   Log::setSink(&log);
   CLI::App app("Corvana gives each Chrome profile or tab group an application of its own", "corvana");
   app.require_subcommand(1);
   MakeApp makeApp{.config = {.profileDirectory = "Default"}};
   makeApp.addTo(app);
-  try {
-    app.parse(argumentCount, arguments);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error);
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "corvana: %s\n", error.what());
-    return 1;
-  }
+  CLI11_PARSE(app, argumentCount, arguments);
   return 0;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "corvana: %s\n", error.what());
+  return 1;
 }

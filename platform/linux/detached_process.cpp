@@ -86,6 +86,7 @@ class SpawnFileActions {
 
 pid_t startDetached(const std::vector<std::string>& command, const std::filesystem::path& workingDirectory) {
   std::vector<char*> arguments;
+  arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
 

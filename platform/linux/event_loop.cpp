@@ -57,8 +57,9 @@ class Source final : public Timer::Source {
     (void)::sd_event_now(::sd_event_source_get_event(source), CLOCK_MONOTONIC,
                          &now);  // fails only before the first turn
     const std::uint64_t missed = now > due ? (now - due) / period : 0;
-    check(::sd_event_source_set_time(source, due + (missed + 1) * period), "sd_event_source_set_time");
-    check(::sd_event_source_set_enabled(source, SD_EVENT_ONESHOT), "sd_event_source_set_enabled");
+    [[maybe_unused]] const int timed = ::sd_event_source_set_time(source, due + (missed + 1) * period);
+    [[maybe_unused]] const int enabled = ::sd_event_source_set_enabled(source, SD_EVENT_ONESHOT);
+    assert(timed >= 0 && enabled >= 0);  // neither fails on a timer of a running loop
     return 0;
   }
 

@@ -146,7 +146,7 @@ std::string PropertyList::xml(const PropertyDictionary& dictionary) {
   ::plist_to_xml(nodeFrom(dictionary).get(), &rawText, &length);
   const Bytes text(rawText);
   if (text == nullptr) throw PropertyListError("cannot be written as XML");
-  return std::string(text.get(), length);
+  return {text.get(), length};
 }
 
 }  // namespace corvana

@@ -3,7 +3,7 @@
 namespace corvana {
 
 std::filesystem::path runningBundlePath() {
-  const std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+  std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   if (folder.filename() == "MacOS" && folder.parent_path().filename() == "Contents") {
     return folder.parent_path().parent_path();
   }

@@ -37,15 +37,15 @@ std::filesystem::path temporary() {
   if (const char* variable = std::getenv("XDG_RUNTIME_DIR"); variable != nullptr && variable[0] == '/') {
     if (isPrivateDirectory(variable)) return variable;
   }
-  if (const std::filesystem::path session = "/run/user/" + uid; isPrivateDirectory(session)) return session;
+  if (std::filesystem::path session = "/run/user/" + uid; isPrivateDirectory(session)) return session;
   // Anybody may have made the directory before us, so it counts only when it proves to be this user's.
   for (const char* shared : {"/tmp/corvana-", "/var/tmp/corvana-"}) {
-    const std::filesystem::path own = shared + uid;
+    std::filesystem::path own = shared + uid;
     (void)::mkdir(own.c_str(), 0700);
     if (isPrivateDirectory(own)) return own;
   }
   // Nobody else can be in the way here, though the path may turn out too long for a socket, which then says so.
-  const std::filesystem::path last = home() / ".cache" / "corvana";
+  std::filesystem::path last = home() / ".cache" / "corvana";
   try {
     files::createPrivateDirectories(last);
   } catch (const std::filesystem::filesystem_error&) {

@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
 
 #include "platform/linux/browser_installation.h"
 #include "platform/linux/known_browsers.h"
@@ -135,6 +139,28 @@ TEST_F(BrowserInstallationTest, StaleAndForeignLocksAreNoRunningBrowser) {
     std::filesystem::create_symlink(target, lock);
     EXPECT_EQ(BrowserInstallation::find("com.google.Chrome")->mainProcess(), std::nullopt) << target;
   }
+}
+
+TEST_F(BrowserInstallationTest, ASandboxedBrowserIsFoundByItsNumberInsideTheSandbox) {
+  // As root no user namespace is needed, and in some containers none can be had.
+  const std::string sandbox = ::geteuid() == 0 ? "unshare --pid --fork " : "unshare --map-root-user --pid --fork ";
+  if (std::system((sandbox + "true 2>/dev/null").c_str()) != 0) GTEST_SKIP() << "no process namespaces on this machine";
+  home.writeDesktopEntry("com.google.Chrome.desktop", "true @@u %U @@", "X-Flatpak=com.google.Chrome");
+  const auto data = home.path() / ".var/app/com.google.Chrome/config/google-chrome";
+  std::filesystem::create_directories(data);
+  char host[256] = {};
+  ::gethostname(host, sizeof host - 1);
+  std::filesystem::create_symlink(host + std::string("-1"), data / "SingletonLock");
+  std::filesystem::copy_file(RECORDER, home.path() / "chrome");
+  ASSERT_EQ(::mkfifo((home.path() / "ready").c_str(), 0600), 0);
+
+  const auto program = (home.path() / "chrome").string() + " " + home.path().string() + " stay &";
+  ASSERT_EQ(std::system((sandbox + program).c_str()), 0);
+  ASSERT_EQ(support::readFile(home.path() / "ready"), "1") << "its number inside";
+  const auto process = BrowserInstallation::find("com.google.Chrome")->mainProcess();
+  ASSERT_TRUE(process);
+  EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(*process) + "/exe"), home.path() / "chrome");
+  ::kill(*process, SIGKILL);
 }
 
 TEST(KnownBrowsers, AreTwentySevenWithDistinctEntries) {
