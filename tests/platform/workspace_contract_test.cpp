@@ -199,6 +199,9 @@ TEST_F(WorkspaceLinuxTest, StartsARunningProgramOnlyWhenANewInstanceIsWanted) {
   ::gethostname(host, sizeof host - 1);
   const auto data = home.path() / ".config/google-chrome";
   std::filesystem::create_directories(data);
+  std::filesystem::create_symlink("another-host-" + std::to_string(process), data / "SingletonLock");
+  EXPECT_TRUE(workspace().runningApplications(chrome).empty()) << "that one runs on another machine";
+  std::filesystem::remove(data / "SingletonLock");
   std::filesystem::create_symlink(std::string(host) + "-" + std::to_string(process), data / "SingletonLock");
   EXPECT_THAT(workspace().runningApplications(chrome),
               testing::ElementsAre(RunningApplication{std::string(chrome), process}));
