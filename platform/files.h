@@ -15,4 +15,7 @@ std::string read(const std::filesystem::path& file, std::size_t maximumBytes);
 /// An existing directory is left as it is.
 void createPrivateDirectories(const std::filesystem::path& directory);
 
+/// Whether this is a directory that only this user can read, write and enter (mode 0700); a link to one is none.
+bool isPrivateDirectory(const std::filesystem::path& path);
+
 }  // namespace corvana::files

@@ -23,24 +23,8 @@ std::optional<corvana::URL> urlFrom(const char* argument) {
   return corvana::URL::file(std::filesystem::absolute(argument));
 }
 
-}  // namespace
-
-int main(int argumentCount, char** arguments) try {
+int run(std::vector<corvana::URL> urls) {
   using namespace corvana;
-  std::vector<URL> urls;
-  for (int i = 1; i < argumentCount; ++i) {
-    auto url = urlFrom(arguments[i]);
-    if (!url) {
-      std::fprintf(stderr, "%s: neither a URL with a scheme nor an existing file: %s\n", arguments[0], arguments[i]);
-      return 2;
-    }
-    urls.push_back(std::move(*url));
-  }
-
-  // Whoever started us may have had children reaped automatically, and ours are waited for.
-  (void)std::signal(SIGCHLD, SIG_DFL);
-  SystemLog log;
-  Log::setSink(&log);
   EventLoop loop;
   const auto quit = [&loop] { loop.quit(0); };
   const Timer onTerminate = loop.onSignal(SIGTERM, quit);
@@ -50,7 +34,28 @@ int main(int argumentCount, char** arguments) try {
   delegate.applicationOpen(std::move(urls));
   delegate.applicationDidFinishLaunching();
   return loop.run();
-} catch (const std::exception& error) {
-  corvana::Log::stub.error("cannot run: ", error.what());
-  return 1;
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments) {
+  // Whoever started us may have had children reaped automatically, and ours are waited for.
+  (void)std::signal(SIGCHLD, SIG_DFL);
+  corvana::SystemLog log;
+  corvana::Log::setSink(&log);
+  try {
+    std::vector<corvana::URL> urls;
+    for (int i = 1; i < argumentCount; ++i) {
+      auto url = urlFrom(arguments[i]);
+      if (!url) {
+        std::fprintf(stderr, "%s: neither a URL with a scheme nor an existing file: %s\n", arguments[0], arguments[i]);
+        return 2;
+      }
+      urls.push_back(std::move(*url));
+    }
+    return run(std::move(urls));
+  } catch (const std::exception& error) {
+    corvana::Log::stub.error("cannot run: ", error.what());
+    return 1;
+  }
 }

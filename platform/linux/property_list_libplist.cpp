@@ -5,7 +5,6 @@
 #include <optional>
 #include <type_traits>
 
-#include "platform/files.h"
 #include "platform/property_list.h"
 
 namespace corvana {
@@ -129,15 +128,6 @@ PropertyDictionary PropertyList::parse(std::string_view bytes) {
     throw PropertyListError("its top level is not a dictionary");
   }
   return dictionaryFrom(root.get(), 0);
-}
-
-PropertyDictionary PropertyList::read(const std::filesystem::path& file) {
-  const std::string bytes = files::read(file, maximumBytes);
-  try {
-    return parse(bytes);
-  } catch (const PropertyListError& error) {
-    throw PropertyListError(file.string() + ": " + error.what());
-  }
 }
 
 std::string PropertyList::xml(const PropertyDictionary& dictionary) {

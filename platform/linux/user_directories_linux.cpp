@@ -10,17 +10,6 @@
 #include "platform/user_directories.h"
 
 namespace corvana::userDirectories {
-namespace {
-
-/// A directory that only this user can read, write and enter; a link to one does not count.
-bool isPrivateDirectory(const std::filesystem::path& path) {
-  struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::getuid() &&
-         (status.st_mode & 07777) == 0700;
-}
-
-}  // namespace
-
 std::filesystem::path home() {
   if (const char* variable = std::getenv("HOME"); variable != nullptr && variable[0] == '/') return variable;
   passwd entry{};
@@ -35,14 +24,14 @@ std::filesystem::path home() {
 std::filesystem::path temporary() {
   const std::string uid = std::to_string(::getuid());
   if (const char* variable = std::getenv("XDG_RUNTIME_DIR"); variable != nullptr && variable[0] == '/') {
-    if (isPrivateDirectory(variable)) return variable;
+    if (files::isPrivateDirectory(variable)) return variable;
   }
-  if (std::filesystem::path session = "/run/user/" + uid; isPrivateDirectory(session)) return session;
+  if (std::filesystem::path session = "/run/user/" + uid; files::isPrivateDirectory(session)) return session;
   // Anybody may have made the directory before us, so it counts only when it proves to be this user's.
   for (const char* shared : {"/tmp/corvana-", "/var/tmp/corvana-"}) {
     std::filesystem::path own = shared + uid;
     (void)::mkdir(own.c_str(), 0700);
-    if (isPrivateDirectory(own)) return own;
+    if (files::isPrivateDirectory(own)) return own;
   }
   // Nobody else can be in the way here, though the path may turn out too long for a socket, which then says so.
   std::filesystem::path last = home() / ".cache" / "corvana";

@@ -52,4 +52,10 @@ void createPrivateDirectories(const std::filesystem::path& directory) {
   }
 }
 
+bool isPrivateDirectory(const std::filesystem::path& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::getuid() &&
+         (status.st_mode & 07777) == 0700;
+}
+
 }  // namespace corvana::files

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <Foundation/Foundation.h>
+#include <sys/types.h>
+
+#pragma clang assume_nonnull begin
+
+@class NSApplication;
+
+/// The system requires none of these methods. Here each is required that a program implements, since a misspelt one
+/// would go unnoticed until the program runs.
+@protocol NSApplicationDelegate <NSObject>
+- (void)applicationDidFinishLaunching:(NSNotification*)notification;
+- (void)application:(NSApplication*)application openURLs:(NSArray<NSURL*>*)urls;
+- (BOOL)applicationShouldHandleReopen:(NSApplication*)sender hasVisibleWindows:(BOOL)hasVisibleWindows;
+@end
+
+enum NSApplicationActivationPolicy : NSInteger { NSApplicationActivationPolicyRegular = 0 };
+
+@interface NSApplication : NSObject
+@property(class, readonly, strong) NSApplication* sharedApplication;
+@property(nullable, weak) id<NSApplicationDelegate> delegate;
+- (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy;
+- (void)run;
+- (void)terminate:(nullable id)sender;
+@end
+
+extern "C" NSApplication* _Null_unspecified NSApp;
+
+@interface NSRunningApplication : NSObject
+@property(readonly, getter=isTerminated) BOOL terminated;
+@property(readonly) pid_t processIdentifier;
++ (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)identifier;
+@end
+
+@interface NSWorkspaceOpenConfiguration : NSObject <NSCopying>
+@property BOOL activates;
+@property BOOL addsToRecentItems;
+@property BOOL createsNewApplicationInstance;
+@property(copy) NSArray<NSString*>* arguments;
++ (instancetype)configuration;
+@end
+
+@interface NSWorkspace : NSObject
+@property(class, readonly, strong) NSWorkspace* sharedWorkspace;
+- (nullable NSURL*)URLForApplicationWithBundleIdentifier:(NSString*)identifier;
+- (void)openApplicationAtURL:(NSURL*)url
+               configuration:(NSWorkspaceOpenConfiguration*)configuration
+           completionHandler:(nullable void (^)(NSRunningApplication* _Nullable application,
+                                                NSError* _Nullable error))completionHandler;
+@end
+
+#pragma clang assume_nonnull end

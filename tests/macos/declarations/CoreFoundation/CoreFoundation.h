@@ -1,0 +1,20 @@
+#pragma once
+
+extern "C" {
+
+using Boolean = unsigned char;
+using UTF32Char = unsigned int;
+using CFTypeID = unsigned long;
+using CFTypeRef = const void*;
+// The bridge makes the compiler refuse a cast from another class.
+using CFNumberRef = const struct __attribute__((objc_bridge(NSNumber))) __CFNumber*;
+
+#pragma clang assume_nonnull begin
+
+CFTypeID CFGetTypeID(CFTypeRef object);
+CFTypeID CFBooleanGetTypeID(void);
+Boolean CFNumberIsFloatType(CFNumberRef number);
+
+#pragma clang assume_nonnull end
+
+}  // extern "C"
