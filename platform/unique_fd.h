@@ -19,6 +19,9 @@ class UniqueFD {
   int get() const { return descriptor_; }
   explicit operator bool() const { return descriptor_ >= 0; }
 
+  /// Gives the descriptor up without closing it.
+  [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
+
  private:
   int descriptor_ = -1;
 };

@@ -1,0 +1,86 @@
+#include "core/ipc/framing.h"
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+#include <utility>
+
+#include "platform/sockets.h"
+
+namespace corvana {
+namespace {
+
+constexpr int retryLimit = 1000;
+
+void pauseForAMillisecond() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
+
+/// How many bytes could be written.
+std::size_t writeAll(int descriptor, std::string_view bytes, const std::function<void()>& pause) {
+  std::size_t written = 0;
+  int retries = 0;
+  while (written < bytes.size()) {
+    const ssize_t count = sockets::write(descriptor, bytes.substr(written));
+    if (count > 0) {
+      written += static_cast<std::size_t>(count);
+      retries = 0;
+    } else if (count < 0 && errno == EAGAIN && retries < retryLimit) {
+      ++retries;
+      pause();
+    } else {
+      break;
+    }
+  }
+  return written;
+}
+
+}  // namespace
+
+std::string frameFor(std::string_view message) {
+  std::string frame;
+  frame.reserve(message.size() + 1);
+  frame.append(message).append("\n");
+  return frame;
+}
+
+bool writeFrame(int descriptor, std::string_view message) {
+  const std::string frame = frameFor(message);
+  return writeAll(descriptor, frame, pauseForAMillisecond) == frame.size();
+}
+
+FrameWriter::FrameWriter() : FrameWriter(pauseForAMillisecond) {}
+
+bool FrameWriter::write(int descriptor, std::string_view frame) {
+  if (isTorn_) {
+    if (writeAll(descriptor, "\n", pause_) == 0) return false;
+    isTorn_ = false;
+  }
+  const std::size_t written = writeAll(descriptor, frame, pause_);
+  isTorn_ = written > 0 && written < frame.size();
+  return written == frame.size();
+}
+
+std::vector<std::string> LineBuffer::append(std::string_view bytes) {
+  if (bytes.size() > limit_ - buffer_.size()) {
+    std::string().swap(buffer_);
+    searched_ = 0;
+    return {};
+  }
+  buffer_.append(bytes);
+
+  std::vector<std::string> frames;
+  std::size_t start = 0;
+  std::size_t end = buffer_.find('\n', searched_);
+  for (; end != std::string::npos; end = buffer_.find('\n', start)) {
+    if (end > start) frames.emplace_back(buffer_, start, end - start);
+    start = end + 1;
+  }
+  buffer_.erase(0, start);
+  searched_ = buffer_.size();
+
+  // A connection is open for days; what one large frame took is not kept for it.
+  constexpr std::size_t worthKeeping = 65'536;
+  if (buffer_.capacity() > worthKeeping && buffer_.size() < worthKeeping / 2) buffer_.shrink_to_fit();
+  return frames;
+}
+
+}  // namespace corvana

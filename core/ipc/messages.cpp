@@ -1,0 +1,289 @@
+#include "core/ipc/messages.h"
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#include <simdjson.h>
+
+#include <cmath>
+#include <concepts>
+#include <limits>
+
+namespace corvana {
+namespace {
+
+namespace dom = simdjson::dom;
+
+// The fields of each message, named once for reading and writing.
+
+template <class Visitor>
+void fields(auto& info, Visitor& visitor)
+  requires std::same_as<std::remove_cvref_t<decltype(info)>, TabGroupInfo>
+{
+  visitor.required("name", info.name);
+  visitor.required("isOpen", info.isOpen);
+  visitor.required("isSaved", info.isSaved);
+  visitor.required("windowCount", info.windowCount);
+}
+
+template <class Visitor>
+void fields(auto& request, Visitor& visitor)
+  requires std::same_as<std::remove_cvref_t<decltype(request)>, Request>
+{
+  visitor.required("id", request.id);
+  visitor.required("op", request.op);
+  visitor.optional("profileDirectory", request.profileDirectory);
+  visitor.optional("profileName", request.profileName);
+  visitor.optional("tabGroup", request.tabGroup);
+  visitor.optional("bundleID", request.bundleID);
+  visitor.optional("pid", request.pid);
+  visitor.optional("urls", request.urls);
+  visitor.optional("timeout", request.timeout);
+  visitor.optional("protocolVersion", request.protocolVersion);
+  visitor.optional("limit", request.limit);
+  visitor.optional("includeIncognito", request.includeIncognito);
+  visitor.optional("countAppWindows", request.countAppWindows);
+  visitor.optional("ownWindow", request.ownWindow);
+  visitor.optional("deep", request.deep);
+  visitor.optional("stubRevision", request.stubRevision);
+}
+
+template <class Visitor>
+void fields(auto& response, Visitor& visitor)
+  requires std::same_as<std::remove_cvref_t<decltype(response)>, Response>
+{
+  visitor.required("id", response.id);
+  visitor.required("ok", response.ok);
+  visitor.optional("action", response.action);
+  visitor.optional("chromePID", response.chromePID);
+  visitor.optional("windowCount", response.windowCount);
+  visitor.optional("confidence", response.confidence);
+  visitor.optional("closed", response.closed);
+  visitor.optional("remaining", response.remaining);
+  visitor.optional("blocked", response.blocked);
+  visitor.optional("tabGroups", response.tabGroups);
+  visitor.optional("error", response.error);
+}
+
+template <class Visitor>
+void fields(auto& event, Visitor& visitor)
+  requires std::same_as<std::remove_cvref_t<decltype(event)>, Event>
+{
+  visitor.required("event", event.event);
+  visitor.optional("profileDirectory", event.profileDirectory);
+  visitor.optional("tabGroup", event.tabGroup);
+  visitor.optional("count", event.count);
+  visitor.optional("chromeRunning", event.chromeRunning);
+  visitor.optional("confidence", event.confidence);
+  visitor.optional("trusted", event.trusted);
+  visitor.optional("stubRevision", event.stubRevision);
+  visitor.optional("improvements", event.improvements);
+}
+
+template <class Message>
+bool readMessage(dom::element element, Message& message);
+
+// One function for each type that a field may have; false when the value has another one.
+
+bool read(dom::element value, bool& field) { return value.get(field) == simdjson::SUCCESS; }
+bool read(dom::element value, double& field) { return value.get(field) == simdjson::SUCCESS; }
+bool read(dom::element value, TabGroupInfo& field) { return readMessage(value, field); }
+
+bool read(dom::element value, std::string& field) {
+  std::string_view text;
+  if (value.get(text) != simdjson::SUCCESS) return false;
+  field = text;
+  return true;
+}
+
+template <std::signed_integral Integer>
+bool read(dom::element value, Integer& field) {
+  std::int64_t number = 0;
+  if (value.get(number) != simdjson::SUCCESS) {
+    // 1.0 and 1e3 are integers, too. The bounds are powers of two, which a double holds exactly.
+    constexpr double bound = 9'223'372'036'854'775'808.0;
+    double real = 0;
+    if (value.get(real) != simdjson::SUCCESS || std::trunc(real) != real || real < -bound || real >= bound) return false;
+    number = static_cast<std::int64_t>(real);
+  }
+  if (number < std::numeric_limits<Integer>::min() || number > std::numeric_limits<Integer>::max()) return false;
+  field = static_cast<Integer>(number);
+  return true;
+}
+
+template <class Enum>
+  requires std::is_enum_v<Enum>
+bool read(dom::element value, Enum& field) {
+  std::string_view name;
+  if (value.get(name) != simdjson::SUCCESS) return false;
+  std::optional<Enum> found = caseNamed<Enum>(name);
+  if constexpr (requires { EnumNames<Enum>::fallback; }) found = found.value_or(EnumNames<Enum>::fallback);
+  if (found) field = *found;
+  return found.has_value();
+}
+
+template <class Item>
+bool read(dom::element value, std::vector<Item>& field) {
+  dom::array items;
+  if (value.get(items) != simdjson::SUCCESS) return false;
+  field.clear();
+  for (const dom::element item : items) {
+    if (!read(item, field.emplace_back())) return false;
+  }
+  return true;
+}
+
+/// The visitor that puts one member of a JSON object into the field of that name.
+class MemberReader {
+ public:
+  MemberReader(std::string_view key, dom::element value) : key_(key), value_(value) {}
+
+  template <class T>
+  void required(std::string_view name, T& field) {
+    const unsigned bit = nextBit();
+    if (name != key_) return;
+    isGood_ = read(value_, field);
+    found_ = bit;
+  }
+  template <class T>
+  void optional(std::string_view name, std::optional<T>& field) {
+    if (name != key_) return;
+    if (value_.is_null()) {
+      field.reset();  // a later duplicate wins
+    } else {
+      isGood_ = read(value_, field.emplace());
+    }
+  }
+
+  bool isGood() const { return isGood_; }
+  /// One bit for each required field; set is that of the member, if it is one.
+  unsigned found() const { return found_; }
+  /// The bits of all required fields.
+  unsigned all() const { return (1U << count_) - 1; }
+
+ private:
+  unsigned nextBit() { return 1U << count_++; }
+
+  std::string_view key_;
+  dom::element value_;
+  bool isGood_ = true;
+  unsigned found_ = 0;
+  unsigned count_ = 0;
+};
+
+template <class Message>
+bool readMessage(dom::element element, Message& message) {
+  dom::object object;
+  if (element.get(object) != simdjson::SUCCESS) return false;
+  unsigned found = 0;
+  unsigned all = 1;  // an empty object lacks something
+  for (const auto& [key, value] : object) {
+    MemberReader reader(key, value);
+    fields(message, reader);
+    if (!reader.isGood()) return false;
+    found |= reader.found();
+    all = reader.all();
+  }
+  return found == all;
+}
+
+/// Calls `use` with the parsed frame, if it is JSON and UTF-8. Nesting is bounded by the parser.
+template <class Use>
+auto withParsed(std::string_view frame, Use use) -> decltype(use(dom::element())) {
+  // The parser's memory is kept for the next frame, unless a frame was so large that keeping it would be waste.
+  constexpr std::size_t largeFrame = 1 << 16;
+  thread_local dom::parser keptParser;
+  dom::parser ownParser;
+  dom::element element;
+  dom::parser& parser = frame.size() < largeFrame ? keptParser : ownParser;
+  if (parser.parse(frame.data(), frame.size()).get(element) != simdjson::SUCCESS) return std::nullopt;
+  return use(element);
+}
+
+using Writer = rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>, rapidjson::CrtAllocator,
+                                 rapidjson::kWriteValidateEncodingFlag>;
+
+/// The visitor that writes the fields of a message as members.
+class MemberWriter {
+ public:
+  explicit MemberWriter(Writer& writer) : writer_(writer) { writer_.StartObject(); }
+
+  template <class T>
+  void required(std::string_view name, const T& field) {
+    writer_.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
+    isGood_ = write(field) && isGood_;
+  }
+  template <class T>
+  void optional(std::string_view name, const std::optional<T>& field) {
+    if (field) required(name, *field);
+  }
+
+  /// Ends the object; false when something in it could not be written.
+  bool finish() { return writer_.EndObject() && isGood_; }
+
+ private:
+  bool write(bool value) { return writer_.Bool(value); }
+  bool write(double value) { return writer_.Double(value); }
+  bool write(std::signed_integral auto value) { return writer_.Int64(value); }
+  bool write(std::string_view value) {
+    return writer_.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
+  }
+  bool write(const std::string& value) { return write(std::string_view(value)); }
+  bool write(const TabGroupInfo& value) {
+    MemberWriter inner(writer_);
+    fields(value, inner);
+    return inner.finish();
+  }
+  template <class Enum>
+    requires std::is_enum_v<Enum>
+  bool write(Enum value) {
+    return write(nameOf(value));
+  }
+  template <class Item>
+  bool write(const std::vector<Item>& items) {
+    bool isGood = writer_.StartArray();
+    for (const Item& item : items) isGood = write(item) && isGood;
+    return writer_.EndArray() && isGood;
+  }
+
+  Writer& writer_;
+  bool isGood_ = true;
+};
+
+template <class Message>
+std::optional<std::string> encode(const Message& message) {
+  rapidjson::StringBuffer buffer;
+  Writer writer(buffer);
+  MemberWriter members(writer);
+  fields(message, members);
+  if (!members.finish()) return std::nullopt;
+  return std::string(buffer.GetString(), buffer.GetSize());
+}
+
+}  // namespace
+
+std::optional<std::string> encodeMessage(const Request& message) { return encode(message); }
+std::optional<std::string> encodeMessage(const Response& message) { return encode(message); }
+std::optional<std::string> encodeMessage(const Event& message) { return encode(message); }
+
+std::optional<Request> decodeRequest(std::string_view frame) {
+  return withParsed(frame, [](dom::element element) -> std::optional<Request> {
+    Request request;
+    if (!readMessage(element, request)) return std::nullopt;
+    return request;
+  });
+}
+
+std::optional<InboundMessage> InboundMessage::decode(std::string_view frame) {
+  return withParsed(frame, [](dom::element element) -> std::optional<InboundMessage> {
+    if (Event event; readMessage(element, event)) return InboundMessage{std::move(event)};
+    if (Response response; readMessage(element, response)) return InboundMessage{std::move(response)};
+    return std::nullopt;
+  });
+}
+
+}  // namespace corvana
+
+std::size_t std::hash<corvana::TabGroupInfo>::operator()(const corvana::TabGroupInfo& info) const noexcept {
+  const std::size_t flags = (info.isOpen ? 1U : 0U) + (info.isSaved ? 2U : 0U);
+  return (std::hash<std::string>()(info.name) * 31 + std::hash<std::int64_t>()(info.windowCount)) * 31 + flags;
+}
