@@ -36,7 +36,7 @@ class Ground {
     folder_ = name;
     fs::create_directories(folder_ / "data/applications");
     std::ofstream(folder_ / "data/applications/chromium.desktop")
-        << "[Desktop Entry]\nType=Application\nName=Stand-in\nExec=" STAND_IN_BROWSER " " << fifo() << " %U\n";
+        << "[Desktop Entry]\nType=Application\nName=Stand-in\nExec=\"" STAND_IN_BROWSER "\" " << fifo() << " %U\n";
     ::setenv("HOME", folder_.c_str(), 1);
     ::setenv("XDG_DATA_HOME", (folder_ / "data").c_str(), 1);
     ::setenv("XDG_DATA_DIRS", "/nonexistent", 1);

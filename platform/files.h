@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <filesystem>
 #include <string>
-#include <string_view>
 
 /// File access that is the same on every system. Any thread; failures are std::filesystem::filesystem_error.
 namespace corvana::files {

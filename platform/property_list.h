@@ -50,6 +50,10 @@ struct PropertyList {
 
   /// The XML form.
   static std::string xml(const PropertyDictionary& dictionary);
+
+ private:
+  /// Throws PropertyListError for a binary list that could exhaust the memory or the stack of a reader.
+  static void checkBinaryStructure(std::string_view bytes);
 };
 
 }  // namespace corvana

@@ -32,6 +32,9 @@ class Timer {
   std::unique_ptr<Source> source_;
 };
 
+/// The same for a descriptor or a signal that is watched.
+using Watch = Timer;
+
 /// The main queue: everything that the product decides runs on it, one task at a time.
 /// Tasks must not throw. A task may cancel, replace or start any timer, its own included.
 class Scheduler {

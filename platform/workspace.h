@@ -57,6 +57,10 @@ class Workspace {
   /// inside this call: without an error once the program runs or has handed its arguments to a running instance.
   virtual void openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
                                OpenCompletion completion) = 0;
+
+  /// Asks the application to end, or ends it without asking. It may have ended already.
+  virtual void terminate(const RunningApplication& application) = 0;
+  virtual void forceTerminate(const RunningApplication& application) = 0;
 };
 
 }  // namespace corvana

@@ -5,8 +5,7 @@ cd "$(dirname "$0")/.."
 
 missing=()
 while read -r package; do
-    status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
-    [[ $status == "install ok installed" ]] || missing+=("$package")
+    dpkg-query -W -f='${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
 done < <(sed 's/#.*//; s/[[:space:]]*$//; /^$/d' packages.txt)
 ((${#missing[@]})) || exit 0
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A desktop session of its own: a virtual X display, a window manager, a session bus, an empty home directory, and a
-# desktop entry that starts the installed Chromium (or Chrome) quietly. For machines without a display, and for tests.
+# desktop entry that starts the installed Chromium quietly. For machines without a display, and for tests.
 #
 # Usage: private-session.sh start FOLDER [SECONDS]   starts one and writes FOLDER/environment, to be sourced by users;
 #                                                    it ends by itself after SECONDS (default 600)
@@ -8,34 +8,45 @@
 set -euo pipefail
 self=$(realpath "$0")
 
-is_running() { [[ -s $1/supervisor.pid ]] && kill -0 "$(<"$1/supervisor.pid")" 2>/dev/null; }
+# The supervisor holds a lock for as long as it lives. Only then is the number that it has left its own.
+is_running() { [[ -e $1/lock ]] && ! flock --nonblock "$1/lock" true; }
 
-# The browser's main process holds a lock that names it: a link to HOST-PID.
-browser_pid() {
-    local lock
-    for lock in "$1"/home/.config/{chromium,google-chrome}/SingletonLock; do
-        [[ -L $lock ]] && readlink "$lock" | sed 's/.*-//'
+# Waits until the condition holds, for SECONDS at most.
+wait_until() {
+    local tries=$(($1 * 10))
+    shift
+    until "$@"; do
+        ((tries-- > 0)) || return 1
+        sleep 0.1
     done
-    return 0
 }
 
-write_desktop_entry() {
-    local folder=$1 id=chromium program
-    program=$(command -v chromium || true)
-    if [[ -z $program ]] && program=$(command -v google-chrome); then id=google-chrome; fi
-    [[ -n $program ]] || { echo "neither chromium nor google-chrome is installed" >&2; return 1; }
+# The main process of the session's browser, which holds a lock that names it: a link to HOST-PID.
+browser_pid() {
+    local lock=$1/home/.config/chromium/SingletonLock pid
+    [[ -L $lock ]] || return 0
+    pid=$(readlink "$lock" | sed 's/.*-//')
+    [[ $(readlink "/proc/$pid/exe") == */chromium ]] && echo "$pid"
+}
+
+write_desktop_entries() {
+    local applications=$1/home/.local/share/applications id
+    mkdir -p "$applications"
     # No dialogs, no network beyond this machine. Chromium refuses to run as root with its sandbox.
     local options=(--no-first-run --test-type --disable-gpu --disable-sync --disable-background-networking
         --disable-component-update --password-store=basic
         "\"--host-resolver-rules=MAP * ~NOTFOUND , EXCLUDE 127.0.0.1\"")
     ((EUID != 0)) || options+=(--no-sandbox)
-    mkdir -p "$folder/home/.local/share/applications"
-    cat >"$folder/home/.local/share/applications/$id.desktop" <<ENTRY
+    cat >"$applications/chromium.desktop" <<ENTRY
 [Desktop Entry]
 Type=Application
 Name=Chromium of the private session
-Exec=$program ${options[*]} %U
+Exec=$(command -v chromium) ${options[*]} %U
 ENTRY
+    # Google Chrome, where it is installed, stays out of it.
+    for id in google-chrome google-chrome-stable com.google.Chrome; do
+        printf '[Desktop Entry]\nType=Application\nName=Hidden\nHidden=true\n' >"$applications/$id.desktop"
+    done
 }
 
 # Two profiles with names, as Chromium keeps them.
@@ -50,74 +61,82 @@ JSON
     echo '{"profile": {"name": "Home"}}' >"$data/Profile 1/Preferences"
 }
 
+foreign_variables=(XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME WAYLAND_DISPLAY CHROME_USER_DATA_DIR CHROME_CONFIG_HOME)
+
+finish() {
+    trap - EXIT TERM INT
+    local browser
+    browser=$(browser_pid "$folder" || true)
+    if [[ -n $browser ]] && kill "$browser"; then
+        wait_until 5 eval "! kill -0 $browser 2>/dev/null" || true
+    fi
+    ((${#children[@]} == 0)) || kill "${children[@]}" 2>/dev/null || true
+    wait
+    rm -rf "$runtime" "$folder/environment"
+}
+
 supervise() {
-    local folder=$1 seconds=$2 children=() display bus
-    # Sockets have short paths wherever the folder lies.
-    runtime=$(mktemp -d "${TMPDIR:-/tmp}/corvana-session.XXXXXX")
-    finish() {
-        trap - EXIT TERM INT
-        local browser
-        browser=$(browser_pid "$folder")
-        if [[ -n $browser ]] && kill "$browser" 2>/dev/null; then
-            for _ in {1..50}; do kill -0 "$browser" 2>/dev/null || break; sleep 0.1; done
-        fi
-        kill "${children[@]}" 2>/dev/null || true
-        wait
-        rm -rf "$runtime" "$folder/environment" "$folder/supervisor.pid"
-    }
+    folder=$1
+    children=()
+    exec 9<"$folder/lock"
+    flock --nonblock 9 || exit 0 # another start was quicker
+    echo $$ >"$folder/supervisor.pid"
+    runtime=$(mktemp -d "${TMPDIR:-/tmp}/corvana-session.XXXXXX") # sockets have short paths wherever the folder lies
     trap finish EXIT
     trap 'exit 0' TERM INT
 
-    Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$runtime/display" &
+    Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$runtime/display" 9<&- &
     children+=($!)
-    for _ in {1..100}; do [[ -s $runtime/display ]] && break; sleep 0.1; done
-    display=:$(<"$runtime/display")
-    dbus-daemon --session --nofork --address="unix:path=$runtime/bus" &
+    wait_until 10 test -s "$runtime/display"
+    dbus-daemon --session --nofork --address="unix:path=$runtime/bus" 9<&- &
     children+=($!)
-    bus=unix:path=$runtime/bus
-    export HOME=$folder/home DISPLAY=$display DBUS_SESSION_BUS_ADDRESS=$bus XDG_RUNTIME_DIR=$runtime
-    unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME WAYLAND_DISPLAY
-    openbox &
+    wait_until 10 test -S "$runtime/bus"
+    export HOME=$folder/home DISPLAY=:$(<"$runtime/display") XDG_RUNTIME_DIR=$runtime
+    export DBUS_SESSION_BUS_ADDRESS=unix:path=$runtime/bus
+    unset "${foreign_variables[@]}"
+    openbox 9<&- &
     children+=($!)
-    for _ in {1..100}; do wmctrl -m >/dev/null 2>&1 && break; sleep 0.1; done
+    wait_until 10 eval "wmctrl -m >/dev/null 2>&1"
+
     {
         for name in HOME DISPLAY DBUS_SESSION_BUS_ADDRESS XDG_RUNTIME_DIR; do printf 'export %s=%q\n' "$name" "${!name}"; done
-        echo "unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME WAYLAND_DISPLAY"
+        echo "unset ${foreign_variables[*]}"
     } >"$folder/environment.new"
     mv "$folder/environment.new" "$folder/environment"
-    sleep "$seconds" &
+    sleep "$2" 9<&- &
     children+=($!)
-    wait $!
+    wait $! || true
+    exit 0
 }
 
 start() {
     local folder=$1 seconds=${2:-600}
-    is_running "$folder" && return
-    rm -rf "$folder"
-    mkdir -p "$folder"
-    write_desktop_entry "$folder"
-    write_profiles "$folder"
-    setsid "$self" supervise "$folder" "$seconds" </dev/null >"$folder/log" 2>&1 &
-    echo $! >"$folder/supervisor.pid"
-    for _ in {1..200}; do
-        [[ -f $folder/environment ]] && return
-        is_running "$folder" || break
-        sleep 0.1
-    done
-    echo "the private session did not start:" >&2
-    cat "$folder/log" >&2
-    return 1
+    if ! is_running "$folder"; then
+        if [[ -e $folder && ! -e $folder/lock && -n $(ls -A "$folder") ]]; then
+            echo "$folder is not empty and holds no private session" >&2
+            return 1
+        fi
+        rm -rf "$folder"
+        mkdir -p "$folder"
+        : >"$folder/lock"
+        write_desktop_entries "$folder"
+        write_profiles "$folder"
+        setsid "$self" supervise "$folder" "$seconds" </dev/null >"$folder/log" 2>&1 &
+    fi
+    if ! wait_until 40 test -f "$folder/environment"; then
+        echo "the private session did not start:" >&2
+        cat "$folder/log" >&2
+        return 1
+    fi
 }
 
 stop() {
     is_running "$1" || return 0
-    local supervisor
-    supervisor=$(<"$1/supervisor.pid")
-    kill "$supervisor"
-    for _ in {1..100}; do kill -0 "$supervisor" 2>/dev/null || return 0; sleep 0.1; done
+    kill "$(<"$1/supervisor.pid")"
+    wait_until 15 eval "! is_running '$1'" || { echo "the private session does not end; see $1/log" >&2; return 1; }
 }
 
-(($# >= 2)) || { sed -n '2,9s/^# \?//p' "$self" >&2; exit 2; }
+(($# >= 2)) || { sed -n '2,8s/^# \?//p' "$self" >&2; exit 2; }
 command=$1
 folder=$(realpath -m "$2")
 case $command in

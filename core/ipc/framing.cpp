@@ -12,7 +12,9 @@ namespace {
 
 constexpr int retryLimit = 1000;
 
-void pauseForAMillisecond() { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
+void pauseForAMillisecond() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
 
 /// How many bytes could be written.
 std::size_t writeAll(int descriptor, std::string_view bytes, const std::function<void()>& pause) {

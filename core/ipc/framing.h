@@ -19,8 +19,8 @@ std::string frameFor(std::string_view message);
 /// A frame that fails may have been written in part. `pause` replaces the waiting in tests.
 bool writeFrame(int descriptor, std::string_view message);
 
-/// Sends frames over one connection, and remembers when one was cut off: a line feed then comes before the next, so that
-/// only the torn frame is lost. Used on the thread that owns the descriptor.
+/// Sends frames over one connection, and remembers when one was cut off: a line feed then comes before the next, so
+/// that only the torn frame is lost. Used on the thread that owns the descriptor.
 class FrameWriter {
  public:
   FrameWriter();

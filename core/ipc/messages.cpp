@@ -16,9 +16,7 @@ namespace dom = simdjson::dom;
 // The fields of each message, named once for reading and writing.
 
 template <class Visitor>
-void fields(auto& info, Visitor& visitor)
-  requires std::same_as<std::remove_cvref_t<decltype(info)>, TabGroupInfo>
-{
+void fields(auto& info, Visitor& visitor) requires std::same_as<std::remove_cvref_t<decltype(info)>, TabGroupInfo> {
   visitor.required("name", info.name);
   visitor.required("isOpen", info.isOpen);
   visitor.required("isSaved", info.isSaved);
@@ -26,9 +24,7 @@ void fields(auto& info, Visitor& visitor)
 }
 
 template <class Visitor>
-void fields(auto& request, Visitor& visitor)
-  requires std::same_as<std::remove_cvref_t<decltype(request)>, Request>
-{
+void fields(auto& request, Visitor& visitor) requires std::same_as<std::remove_cvref_t<decltype(request)>, Request> {
   visitor.required("id", request.id);
   visitor.required("op", request.op);
   visitor.optional("profileDirectory", request.profileDirectory);
@@ -48,9 +44,7 @@ void fields(auto& request, Visitor& visitor)
 }
 
 template <class Visitor>
-void fields(auto& response, Visitor& visitor)
-  requires std::same_as<std::remove_cvref_t<decltype(response)>, Response>
-{
+void fields(auto& response, Visitor& visitor) requires std::same_as<std::remove_cvref_t<decltype(response)>, Response> {
   visitor.required("id", response.id);
   visitor.required("ok", response.ok);
   visitor.optional("action", response.action);
@@ -65,9 +59,7 @@ void fields(auto& response, Visitor& visitor)
 }
 
 template <class Visitor>
-void fields(auto& event, Visitor& visitor)
-  requires std::same_as<std::remove_cvref_t<decltype(event)>, Event>
-{
+void fields(auto& event, Visitor& visitor) requires std::same_as<std::remove_cvref_t<decltype(event)>, Event> {
   visitor.required("event", event.event);
   visitor.optional("profileDirectory", event.profileDirectory);
   visitor.optional("tabGroup", event.tabGroup);
@@ -84,9 +76,15 @@ bool readMessage(dom::element element, Message& message);
 
 // One function for each type that a field may have; false when the value has another one.
 
-bool read(dom::element value, bool& field) { return value.get(field) == simdjson::SUCCESS; }
-bool read(dom::element value, double& field) { return value.get(field) == simdjson::SUCCESS; }
-bool read(dom::element value, TabGroupInfo& field) { return readMessage(value, field); }
+bool read(dom::element value, bool& field) {
+  return value.get(field) == simdjson::SUCCESS;
+}
+bool read(dom::element value, double& field) {
+  return value.get(field) == simdjson::SUCCESS;
+}
+bool read(dom::element value, TabGroupInfo& field) {
+  return readMessage(value, field);
+}
 
 bool read(dom::element value, std::string& field) {
   std::string_view text;
@@ -102,7 +100,8 @@ bool read(dom::element value, Integer& field) {
     // 1.0 and 1e3 are integers, too. The bounds are powers of two, which a double holds exactly.
     constexpr double bound = 9'223'372'036'854'775'808.0;
     double real = 0;
-    if (value.get(real) != simdjson::SUCCESS || std::trunc(real) != real || real < -bound || real >= bound) return false;
+    if (value.get(real) != simdjson::SUCCESS || std::trunc(real) != real || real < -bound || real >= bound)
+      return false;
     number = static_cast<std::int64_t>(real);
   }
   if (number < std::numeric_limits<Integer>::min() || number > std::numeric_limits<Integer>::max()) return false;
@@ -111,7 +110,7 @@ bool read(dom::element value, Integer& field) {
 }
 
 template <class Enum>
-  requires std::is_enum_v<Enum>
+requires std::is_enum_v<Enum>
 bool read(dom::element value, Enum& field) {
   std::string_view name;
   if (value.get(name) != simdjson::SUCCESS) return false;
@@ -234,10 +233,8 @@ class MemberWriter {
     return inner.finish();
   }
   template <class Enum>
-    requires std::is_enum_v<Enum>
-  bool write(Enum value) {
-    return write(nameOf(value));
-  }
+  requires std::is_enum_v<Enum>
+  bool write(Enum value) { return write(nameOf(value)); }
   template <class Item>
   bool write(const std::vector<Item>& items) {
     bool isGood = writer_.StartArray();
@@ -261,9 +258,15 @@ std::optional<std::string> encode(const Message& message) {
 
 }  // namespace
 
-std::optional<std::string> encodeMessage(const Request& message) { return encode(message); }
-std::optional<std::string> encodeMessage(const Response& message) { return encode(message); }
-std::optional<std::string> encodeMessage(const Event& message) { return encode(message); }
+std::optional<std::string> encodeMessage(const Request& message) {
+  return encode(message);
+}
+std::optional<std::string> encodeMessage(const Response& message) {
+  return encode(message);
+}
+std::optional<std::string> encodeMessage(const Event& message) {
+  return encode(message);
+}
 
 std::optional<Request> decodeRequest(std::string_view frame) {
   return withParsed(frame, [](dom::element element) -> std::optional<Request> {

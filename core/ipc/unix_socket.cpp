@@ -31,7 +31,9 @@ UniqueFD makeSocket() {
 }
 
 /// sockaddr_un is passed to all calls as a sockaddr, as they want it.
-const sockaddr* generic(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
+const sockaddr* generic(const sockaddr_un& address) {
+  return reinterpret_cast<const sockaddr*>(&address);
+}
 
 void setSendTimeout(int descriptor, time_t seconds) {
   const timeval timeout{.tv_sec = seconds, .tv_usec = 0};
@@ -76,6 +78,8 @@ void UnixSocket::setNonBlocking(int descriptor) {
   sockets::preventSIGPIPE(descriptor);
 }
 
-bool UnixSocket::peerIsSameUser(int descriptor) { return sockets::peerUser(descriptor) == ::getuid(); }
+bool UnixSocket::peerIsSameUser(int descriptor) {
+  return sockets::peerUser(descriptor) == ::getuid();
+}
 
 }  // namespace corvana

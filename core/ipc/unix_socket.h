@@ -29,12 +29,12 @@ struct UnixSocket {
   /// The longest path, in bytes, on every system: macOS has room for 104 with the terminating zero.
   static constexpr std::size_t maximumPathLength = 103;
 
-  /// A listening, non-blocking socket that only the owner can connect to. Whatever is at the path is removed before; the
-  /// single-instance lock is what keeps two helpers from doing this to each other. Throws SocketError.
+  /// A listening, non-blocking socket that only the owner can connect to. Whatever is at the path is removed before;
+  /// the single-instance lock is what keeps two helpers from doing this to each other. Throws SocketError.
   static UniqueFD listen(const std::string& path, int backlog);
 
-  /// A connected, non-blocking socket. A listener that does not accept is given a second. Throws SocketError; ENOENT and
-  /// ECONNREFUSED mean that nobody listens.
+  /// A connected, non-blocking socket. A listener that does not accept is given a second. Throws SocketError; ENOENT
+  /// and ECONNREFUSED mean that nobody listens.
   static UniqueFD connect(const std::string& path);
 
   /// Makes the descriptor non-blocking, and its writes safe from SIGPIPE.

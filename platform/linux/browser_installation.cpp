@@ -3,14 +3,15 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
+#include <array>
 #include <climits>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <string>
 
 #include "platform/linux/known_browsers.h"
+#include "platform/linux/processes.h"
 #include "platform/linux/xdg_directories.h"
 #include "platform/user_directories.h"
 
@@ -46,14 +47,6 @@ BrowserInstallation installation(DesktopEntry entry, const KnownBrowser& browser
   return {.entry = std::move(entry), .userDataDirectory = std::move(userData)};
 }
 
-template <class Number>
-std::optional<Number> numberFrom(std::string_view text) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
-}
-
 /// The process that the lock of a user data directory names: a link to "<host name>-<pid>".
 std::optional<pid_t> lockHolder(const fs::path& userDataDirectory) {
   std::error_code error;
@@ -61,40 +54,34 @@ std::optional<pid_t> lockHolder(const fs::path& userDataDirectory) {
   const std::size_t dash = holder.rfind('-');
   if (error || dash == std::string::npos) return std::nullopt;
   char host[HOST_NAME_MAX + 1] = {};
-  if (::gethostname(host, HOST_NAME_MAX) != 0 || holder.substr(0, dash) != host) {
+  if (::gethostname(host, sizeof host) != 0 || holder.substr(0, dash) != host) {
     return std::nullopt;  // a home directory that machines share: the browser runs on another one
   }
-  return numberFrom<pid_t>(std::string_view(holder).substr(dash + 1));
+  return processes::numberFrom<pid_t>(std::string_view(holder).substr(dash + 1));
 }
 
-/// Whether the process is a browser's and not one that got the number of a browser that crashed.
+/// Whether the process is a browser's main one: no helper of it, and none that got the number of one that crashed.
 bool isBrowser(pid_t process) {
-  std::error_code error;
-  // Only this user's processes can be looked into, so another user's never counts.
-  std::string program = fs::read_symlink("/proc/" + std::to_string(process) + "/exe", error).filename().string();
-  constexpr std::string_view replaced = " (deleted)";  // the file was upgraded while the browser runs
-  if (program.ends_with(replaced)) program.resize(program.size() - replaced.size());
-  return !error && (program.starts_with("chrom") || program.starts_with("google-chrome"));
+  constexpr std::array<std::string_view, 3> names = {"chrome", "chromium", "chromium-browser"};
+  const auto program = processes::executable(process);
+  if (!program || std::ranges::count(names, program->filename().string()) == 0) return false;
+  std::ifstream file("/proc/" + std::to_string(process) + "/cmdline");
+  const std::string commandLine{std::istreambuf_iterator<char>(file), {}};
+  return commandLine.find("--type=") == std::string::npos;
 }
 
-/// The number that a process of a sandbox with process numbers of its own has outside of it: the one whose innermost
-/// number in "NSpid:" is the given one (proc(5)).
-std::optional<pid_t> outsideNumber(pid_t innermost) {
-  std::error_code error;
-  for (const fs::directory_entry& entry : fs::directory_iterator("/proc", error)) {
-    const auto process = numberFrom<pid_t>(entry.path().filename().string());
-    if (!process || !isBrowser(*process)) continue;
-    std::ifstream status(entry.path() / "status");
-    for (std::string line; std::getline(status, line);) {
-      if (!line.starts_with("NSpid:")) continue;
-      std::istringstream numbers(line.substr(6));
-      std::size_t count = 0;
-      pid_t number = 0;
-      for (pid_t next = 0; numbers >> next; ++count) number = next;
-      if (count > 1 && number == innermost) return process;
+/// A Flatpak's processes have numbers of their own in its locks, so that they are found by what they run in.
+std::optional<pid_t> flatpakProcess(const std::string& flatpakID) {
+  std::optional<pid_t> found;
+  processes::forEach([&](pid_t process) {
+    if (!isBrowser(process)) return true;
+    std::ifstream info("/proc/" + std::to_string(process) + "/root/.flatpak-info");
+    for (std::string line; std::getline(info, line);) {
+      if (line == "name=" + flatpakID) found = process;
     }
-  }
-  return std::nullopt;
+    return !found;
+  });
+  return found;
 }
 
 }  // namespace
@@ -128,9 +115,9 @@ std::optional<BrowserInstallation> BrowserInstallation::at(const fs::path& deskt
 
 std::optional<pid_t> BrowserInstallation::mainProcess() const {
   if (userDataDirectory.empty()) return std::nullopt;
+  if (!entry.flatpakID.empty()) return flatpakProcess(entry.flatpakID);
   const std::optional<pid_t> holder = lockHolder(userDataDirectory);
-  if (!holder || entry.flatpakID.empty()) return holder && isBrowser(*holder) ? holder : std::nullopt;
-  return outsideNumber(*holder);
+  return holder && isBrowser(*holder) ? holder : std::nullopt;
 }
 
 }  // namespace corvana

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "platform/files.h"
 #include "platform/linux/xdg_directories.h"
 
 namespace corvana {
@@ -111,7 +112,14 @@ std::string expand(const ExecWord& word, const DesktopEntry& entry) {
 DesktopEntry DesktopEntry::read(const std::filesystem::path& file) {
   const std::unique_ptr<GKeyFile, FreeKeyFile> keys(::g_key_file_new());
   GError* rawError = nullptr;
-  if (!::g_key_file_load_from_file(keys.get(), file.c_str(), G_KEY_FILE_NONE, &rawError)) {
+  constexpr std::size_t maximumBytes = 1 << 20;
+  std::string content;
+  try {
+    content = files::read(file, maximumBytes);
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw DesktopEntryError(error.what());
+  }
+  if (!::g_key_file_load_from_data(keys.get(), content.data(), content.size(), G_KEY_FILE_NONE, &rawError)) {
     const std::unique_ptr<GError, FreeError> error(rawError);
     throw DesktopEntryError(file.string() + ": " + error->message);
   }
@@ -130,7 +138,8 @@ DesktopEntry DesktopEntry::read(const std::filesystem::path& file) {
           .isHidden = ::g_key_file_get_boolean(keys.get(), G_KEY_FILE_DESKTOP_GROUP, G_KEY_FILE_DESKTOP_KEY_HIDDEN,
                                                nullptr) != 0,
           .flatpakID = stringUnder(keys.get(), "X-Flatpak"),
-          .snapName = stringUnder(keys.get(), "X-SnapInstanceName")};
+          .snapName = stringUnder(keys.get(), "X-SnapInstanceName"),
+          .bundle = stringUnder(keys.get(), "X-Corvana-Bundle")};
 }
 
 std::optional<DesktopEntry> DesktopEntry::find(std::string_view desktopID) {
@@ -171,6 +180,16 @@ std::vector<std::string> DesktopEntry::commandLine(std::span<const std::string> 
   } catch (const DesktopEntryError& error) {
     throw DesktopEntryError(file.string() + ": Exec=" + exec + ": " + error.what());
   }
+}
+
+std::string quotedForExec(const std::string& word) {
+  std::string result = "\"";
+  for (const char c : word) {
+    if (std::string_view("\"`$\\").find(c) != std::string_view::npos) result += '\\';
+    if (c == '%') result += c;
+    result += c;
+  }
+  return result + "\"";
 }
 
 std::optional<std::filesystem::path> findProgram(const std::string& name) {

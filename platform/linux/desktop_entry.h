@@ -32,6 +32,8 @@ struct DesktopEntry {
   /// The Flatpak application or the snap that the entry starts; empty for ordinary programs.
   std::string flatpakID;
   std::string snapName;
+  /// The bundle that the entry stands for, when it is one of ours; empty for others.
+  std::filesystem::path bundle;
 
   /// Throws DesktopEntryError when the file cannot be read or is no application's entry.
   static DesktopEntry read(const std::filesystem::path& file);
@@ -45,6 +47,9 @@ struct DesktopEntry {
   /// DesktopEntryError when `exec` is not well formed.
   std::vector<std::string> commandLine(std::span<const std::string> arguments) const;
 };
+
+/// A program or an argument as one word of an Exec line.
+std::string quotedForExec(const std::string& word);
 
 /// The program in the search path, or at its own path when the name holds a slash; nothing when it cannot be executed.
 std::optional<std::filesystem::path> findProgram(const std::string& name);

@@ -6,7 +6,6 @@
 #include <systemd/sd-event.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <csignal>
@@ -20,74 +19,52 @@ void check(int result, const char* what) {
   if (result < 0) throw std::system_error(-result, std::generic_category(), what);
 }
 
-/// What the callback of a source needs. Shared with the running callback, so that the task may destroy its own token.
-struct Callback {
-  Task task;
-  std::chrono::microseconds period{0};
-  bool cancelled = false;
-};
-
-class Source final : public Timer::Source {
+/// A descriptor or a signal that is watched.
+class Source final : public Watch::Source {
  public:
-  explicit Source(Task task, std::chrono::microseconds period = {}) : callback_(std::make_shared<Callback>()) {
-    callback_->task = std::move(task);
-    callback_->period = period;
-  }
-  ~Source() override {
-    callback_->cancelled = true;
-    ::sd_event_source_disable_unref(source_);
-  }
+  explicit Source(Task task) : task_(std::make_shared<Task>(std::move(task))) {}
+  ~Source() override { ::sd_event_source_disable_unref(source_); }
 
   sd_event_source** slot() { return &source_; }
-  void* userData() { return this; }
 
-  /// Runs the task of the source that sd-event hands back. Afterwards the source may be gone, with `userData`.
-  static std::shared_ptr<Callback> run(void* userData) noexcept {
-    std::shared_ptr<Callback> callback = static_cast<Source*>(userData)->callback_;
-    callback->task();
-    return callback;
-  }
-
-  static int onTime(sd_event_source* source, std::uint64_t due, void* userData) noexcept {
-    const std::shared_ptr<Callback> callback = run(userData);
-    if (callback->cancelled || callback->period.count() == 0) return 0;
-    // From deadline to deadline, so that a slow task makes no drift; deadlines that have passed are skipped.
-    const auto period = static_cast<std::uint64_t>(callback->period.count());
-    std::uint64_t now = 0;
-    (void)::sd_event_now(::sd_event_source_get_event(source), CLOCK_MONOTONIC,
-                         &now);  // fails only before the first turn
-    const std::uint64_t missed = now > due ? (now - due) / period : 0;
-    [[maybe_unused]] const int timed = ::sd_event_source_set_time(source, due + (missed + 1) * period);
-    [[maybe_unused]] const int enabled = ::sd_event_source_set_enabled(source, SD_EVENT_ONESHOT);
-    assert(timed >= 0 && enabled >= 0);  // neither fails on a timer of a running loop
-    return 0;
-  }
-
-  static int onIO(sd_event_source*, int, std::uint32_t, void* userData) noexcept {
-    run(userData);
-    return 0;
-  }
-
-  static int onSignal(sd_event_source*, const signalfd_siginfo*, void* userData) noexcept {
-    run(userData);
-    return 0;
-  }
+  static int onIO(sd_event_source*, int, std::uint32_t, void* userData) noexcept { return run(userData); }
+  static int onSignal(sd_event_source*, const signalfd_siginfo*, void* userData) noexcept { return run(userData); }
 
  private:
-  std::shared_ptr<Callback> callback_;
+  static int run(void* userData) {
+    // Held here, because the task may destroy its own token.
+    const std::shared_ptr<Task> task = static_cast<Source*>(userData)->task_;
+    (*task)();
+    return 0;
+  }
+
+  std::shared_ptr<Task> task_;
   sd_event_source* source_ = nullptr;
 };
+
+std::uint64_t microseconds(std::chrono::steady_clock::time_point time) {
+  return static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(time.time_since_epoch()).count());
+}
 
 }  // namespace
 
 EventLoop::EventLoop() : wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (!wakeUp_) throw std::system_error(errno, std::generic_category(), "eventfd");
   check(::sd_event_new(&event_), "sd_event_new");
-  wakeUpWatch_ = whenReadable(wakeUp_.get(), [this] { runPosted(); });
+  const auto onAlarm = [](sd_event_source*, std::uint64_t, void* loop) noexcept {
+    static_cast<EventLoop*>(loop)->onAlarm();
+    return 0;
+  };
+  constexpr std::uint64_t accuracy = 1;  // microseconds
+  check(::sd_event_add_time(event_, &alarm_, CLOCK_MONOTONIC, 0, accuracy, onAlarm, this), "sd_event_add_time");
+  check(::sd_event_source_set_enabled(alarm_, SD_EVENT_OFF), "sd_event_source_set_enabled");
+  // Edge-triggered: each write wakes the loop once, and the counter need never be read.
+  wakeUpWatch_ = watchIO(wakeUp_.get(), EPOLLIN | EPOLLET, [this] { runPosted(); });
 }
 
 EventLoop::~EventLoop() {
   wakeUpWatch_ = {};
+  ::sd_event_source_disable_unref(alarm_);
   ::sd_event_unref(event_);
 }
 
@@ -99,15 +76,14 @@ void EventLoop::post(Task task) {
   {
     const std::lock_guard lock(mutex_);
     posted_.push_back(std::move(task));
+    if (posted_.size() > 1) return;  // whoever posted the first has woken the loop, and it has not looked yet
   }
   const std::uint64_t one = 1;
-  // It fails only when the counter is full, and then the loop is awake anyway.
+  // It fails only when the counter is full, which no process lives to see.
   (void)!::write(wakeUp_.get(), &one, sizeof one);
 }
 
 void EventLoop::runPosted() {
-  std::uint64_t count = 0;
-  (void)!::read(wakeUp_.get(), &count, sizeof count);
   std::vector<Task> tasks;
   {
     const std::lock_guard lock(mutex_);
@@ -116,43 +92,58 @@ void EventLoop::runPosted() {
   for (Task& task : tasks) std::exchange(task, nullptr)();
 }
 
-Timer EventLoop::startTimer(std::chrono::nanoseconds delay, std::chrono::microseconds period, Task task) {
-  assertMainThread();
-  auto source = std::make_unique<Source>(std::move(task), period);
-  const auto microseconds = std::chrono::ceil<std::chrono::microseconds>(std::max(delay, std::chrono::nanoseconds(0)));
-  check(::sd_event_add_time_relative(event_, source->slot(), CLOCK_MONOTONIC,
-                                     static_cast<std::uint64_t>(microseconds.count()), 1, &Source::onTime,
-                                     source->userData()),
-        "sd_event_add_time_relative");
-  return Timer(std::move(source));
-}
-
 Timer EventLoop::after(std::chrono::nanoseconds delay, Task task) {
-  return startTimer(delay, std::chrono::microseconds(0), std::move(task));
+  return startTimer(delay, std::chrono::nanoseconds(0), std::move(task));
 }
 
 Timer EventLoop::every(std::chrono::nanoseconds period, Task task) {
   assert(period.count() > 0);
-  return startTimer(period, std::chrono::ceil<std::chrono::microseconds>(period), std::move(task));
+  return startTimer(period, period, std::move(task));
 }
 
-Timer EventLoop::whenReadable(int descriptor, Task task) {
+Timer EventLoop::startTimer(std::chrono::nanoseconds delay, std::chrono::nanoseconds period, Task task) {
+  assertMainThread();
+  Timer timer = timers_.add(now() + delay, period, std::move(task));
+  armAlarm();
+  return timer;
+}
+
+/// One alarm for all timers: sd-event would not keep those in order that fall due in the same turn. A cancelled timer
+/// leaves the alarm as it is; it then finds nothing due.
+void EventLoop::armAlarm() {
+  const auto deadline = timers_.nextDeadline();
+  if (!deadline) return;
+  check(::sd_event_source_set_time(alarm_, microseconds(*deadline)), "sd_event_source_set_time");
+  check(::sd_event_source_set_enabled(alarm_, SD_EVENT_ONESHOT), "sd_event_source_set_enabled");
+}
+
+void EventLoop::onAlarm() {
+  // Only what is due now: a timer that is set up meanwhile has its turn after the other events.
+  const auto due = now();
+  while (::sd_event_get_state(event_) == SD_EVENT_RUNNING && timers_.fireNext(due)) {
+  }
+  armAlarm();
+}
+
+Watch EventLoop::whenReadable(int descriptor, Task task) {
+  return watchIO(descriptor, EPOLLIN, std::move(task));
+}
+
+Watch EventLoop::watchIO(int descriptor, std::uint32_t events, Task task) {
   assertMainThread();
   auto source = std::make_unique<Source>(std::move(task));
-  check(::sd_event_add_io(event_, source->slot(), descriptor, EPOLLIN, &Source::onIO, source->userData()),
-        "sd_event_add_io");
-  return Timer(std::move(source));
+  check(::sd_event_add_io(event_, source->slot(), descriptor, events, &Source::onIO, source.get()), "sd_event_add_io");
+  return Watch(std::move(source));
 }
 
-Timer EventLoop::onSignal(int signal, Task task) {
+Watch EventLoop::onSignal(int signal, Task task) {
   assertMainThread();
   sigset_t signals;
   ::sigemptyset(&signals);
   ::sigaddset(&signals, signal);
   check(-::pthread_sigmask(SIG_BLOCK, &signals, nullptr), "pthread_sigmask");
   auto source = std::make_unique<Source>(std::move(task));
-  check(::sd_event_add_signal(event_, source->slot(), signal, &Source::onSignal, source->userData()),
-        "sd_event_add_signal");
+  check(::sd_event_add_signal(event_, source->slot(), signal, &Source::onSignal, source.get()), "sd_event_add_signal");
   return Timer(std::move(source));
 }
 

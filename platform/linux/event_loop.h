@@ -1,11 +1,12 @@
 #pragma once
 
-#include <atomic>
+#include <cstdint>
 #include <mutex>
 #include <thread>
 #include <vector>
 
 #include "platform/scheduler.h"
+#include "platform/timer_queue.h"
 #include "platform/unique_fd.h"
 
 struct sd_event;
@@ -33,25 +34,30 @@ class EventLoop final : public Scheduler, public Clock {
 
   /// Runs `task` whenever `descriptor` is readable, for as long as the token lives; the caller keeps the descriptor
   /// open that long.
-  [[nodiscard]] Timer whenReadable(int descriptor, Task task);
+  [[nodiscard]] Watch whenReadable(int descriptor, Task task);
 
   /// Runs `task` when the process receives `signal`, which from now on does nothing else. Call it before any thread is
   /// started, since it blocks the signal in the calling thread only.
-  [[nodiscard]] Timer onSignal(int signal, Task task);
+  [[nodiscard]] Watch onSignal(int signal, Task task);
 
   /// Serves tasks until `quit`; returns its exit code.
   int run();
   void quit(int exitCode);
 
  private:
-  Timer startTimer(std::chrono::nanoseconds delay, std::chrono::microseconds period, Task task);
+  Timer startTimer(std::chrono::nanoseconds delay, std::chrono::nanoseconds period, Task task);
+  void armAlarm();
+  void onAlarm();
+  Watch watchIO(int descriptor, std::uint32_t events, Task task);
   void runPosted();
   void assertMainThread() const;
 
   sd_event* event_ = nullptr;
+  sd_event_source* alarm_ = nullptr;
+  TimerQueue timers_;
   std::thread::id mainThread_ = std::this_thread::get_id();
   UniqueFD wakeUp_;
-  Timer wakeUpWatch_;
+  Watch wakeUpWatch_;
   std::mutex mutex_;
   std::vector<Task> posted_;  // guarded by mutex_
 };

@@ -120,6 +120,7 @@ PropertyDictionary PropertyList::parse(std::string_view bytes) {
   if (bytes.size() > maximumBytes) {
     throw PropertyListError("larger than " + std::to_string(maximumBytes) + " bytes");
   }
+  if (bytes.starts_with("bplist")) checkBinaryStructure(bytes);
   plist_t parsed = nullptr;
   ::plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
   const Node root(parsed);

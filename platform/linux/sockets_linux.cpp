@@ -8,9 +8,13 @@
 
 namespace corvana::sockets {
 
-UniqueFD make() { return UniqueFD(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)); }
+UniqueFD make() {
+  return UniqueFD(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+}
 
-UniqueFD accept(int listener) { return UniqueFD(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)); }
+UniqueFD accept(int listener) {
+  return UniqueFD(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+}
 
 void preventSIGPIPE(int) {
   // Here it is a property of each write.

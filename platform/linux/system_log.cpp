@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <filesystem>
 #include <string>
 
@@ -44,6 +46,21 @@ void writeToJournal(const LogRecord& record) {
   (void)::sd_journal_sendv(parts.data(), static_cast<int>(parts.size()));  // nobody to tell
 }
 
+/// The reader of a pipe may be gone, and that must not end the program: the signal is held back and taken away.
+void writeToStandardError(const std::string& line) {
+  sigset_t brokenPipe;
+  sigset_t previous;
+  ::sigemptyset(&brokenPipe);
+  ::sigaddset(&brokenPipe, SIGPIPE);
+  (void)::pthread_sigmask(SIG_BLOCK, &brokenPipe, &previous);
+  if (::write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EPIPE &&
+      ::sigismember(&previous, SIGPIPE) == 0) {
+    const timespec atOnce{};
+    (void)::sigtimedwait(&brokenPipe, nullptr, &atOnce);
+  }
+  (void)::pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+}
+
 bool exists(const char* path) {
   std::error_code ignored;
   return std::filesystem::exists(path, ignored);
@@ -62,8 +79,7 @@ void SystemLog::write(const LogRecord& record) noexcept {
     ::syslog(LOG_USER | levelOf(record.level).priority, "%s", logLine(record).c_str());
   }
   if (usesStandardError_) {
-    const std::string line = logLine(record) + "\n";
-    (void)!::write(STDERR_FILENO, line.data(), line.size());  // nobody to tell
+    writeToStandardError(logLine(record) + "\n");
   }
 }
 

@@ -37,6 +37,7 @@ std::filesystem::path temporary() {
   std::filesystem::path last = home() / ".cache" / "corvana";
   try {
     files::createPrivateDirectories(last);
+    std::filesystem::permissions(last, std::filesystem::perms::owner_all);
   } catch (const std::filesystem::filesystem_error&) {
     // Whoever creates a file in it gets the error, with the path.
   }

@@ -6,11 +6,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 #include <utility>
 
+#include "platform/linux/application_bundle.h"
 #include "platform/linux/browser_installation.h"
 #include "platform/linux/detached_process.h"
+#include "platform/linux/known_browsers.h"
+#include "platform/linux/systemd_user.h"
 #include "platform/user_directories.h"
 
 namespace corvana {
@@ -31,15 +35,27 @@ std::optional<OpenError> errorFrom(const std::string& program, const siginfo_t& 
 }  // namespace
 
 std::optional<std::filesystem::path> WorkspaceLinux::urlForApplication(std::string_view bundleIdentifier) {
-  const auto browser = BrowserInstallation::find(bundleIdentifier);
-  return browser ? std::optional(browser->entry.file) : std::nullopt;
+  if (knownBrowser(bundleIdentifier) != nullptr) {
+    const auto browser = BrowserInstallation::find(bundleIdentifier);
+    return browser ? std::optional(browser->entry.file) : std::nullopt;
+  }
+  const auto entry = DesktopEntry::find(std::string(bundleIdentifier).append(".desktop"));
+  if (!entry) return std::nullopt;
+  return entry->bundle.empty() ? entry->file : entry->bundle;
 }
 
 std::vector<RunningApplication> WorkspaceLinux::runningApplications(std::string_view bundleIdentifier) {
-  const auto browser = BrowserInstallation::find(bundleIdentifier);
-  const auto process = browser ? browser->mainProcess() : std::nullopt;
-  if (!process) return {};
-  return {{.bundleIdentifier = std::string(bundleIdentifier), .processIdentifier = *process}};
+  std::vector<pid_t> found;
+  if (knownBrowser(bundleIdentifier) == nullptr) {
+    found = ApplicationBundle::processes(bundleIdentifier);
+  } else if (const auto browser = BrowserInstallation::find(bundleIdentifier)) {
+    if (const auto process = browser->mainProcess()) found.push_back(*process);
+  }
+  std::vector<RunningApplication> result;
+  for (const pid_t process : found) {
+    result.push_back({.bundleIdentifier = std::string(bundleIdentifier), .processIdentifier = process});
+  }
+  return result;
 }
 
 void WorkspaceLinux::openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
@@ -48,6 +64,7 @@ void WorkspaceLinux::openApplication(const std::filesystem::path& file, const Op
   if (std::ranges::any_of(configuration.arguments, hasZeroByte)) {
     return report(std::move(completion), OpenError{"an argument holds a zero byte, which no program can be given"});
   }
+  if (file.extension() == ".app") return openBundle(file, configuration, std::move(completion));
   if (const auto browser = BrowserInstallation::at(file);
       browser && !configuration.createsNewApplicationInstance && browser->mainProcess()) {
     return report(std::move(completion), std::nullopt);
@@ -56,34 +73,67 @@ void WorkspaceLinux::openApplication(const std::filesystem::path& file, const Op
     const DesktopEntry entry = DesktopEntry::read(file);
     const std::vector<std::string> command = entry.commandLine(configuration.arguments);
     const auto directory = entry.workingDirectory.empty() ? userDirectories::home() : entry.workingDirectory;
-    try {
-      const pid_t process = startDetached(command, directory);
-      watch(process, command.front(), std::move(completion));
-    } catch (const std::system_error& error) {
-      report(std::move(completion), OpenError{file.string() + ": cannot start " + command.front() + " in " +
-                                              directory.string() + ": " + error.code().message()});
-    }
+    (void)start(command, directory, std::move(completion));
   } catch (const DesktopEntryError& error) {
     report(std::move(completion), OpenError{error.what()});
   }
 }
 
+void WorkspaceLinux::openBundle(const std::filesystem::path& path, const OpenConfiguration& configuration,
+                                OpenCompletion completion) {
+  const auto bundle = ApplicationBundle::read(path);
+  if (!bundle) return report(std::move(completion), OpenError{path.string() + ": there is no application"});
+  if (!configuration.createsNewApplicationInstance && bundle->isRunning()) {
+    return report(std::move(completion), std::nullopt);
+  }
+  std::vector<std::string> command{bundle->executable.string()};
+  command.insert(command.end(), configuration.arguments.begin(), configuration.arguments.end());
+  const pid_t process = start(command, userDirectories::home(), std::move(completion));
+  if (process > 0) systemdUser::moveToOwnScope(process, bundle->identifier);
+}
+
+pid_t WorkspaceLinux::start(const std::vector<std::string>& command, const std::filesystem::path& directory,
+                            OpenCompletion completion) {
+  try {
+    const pid_t process = startDetached(command, directory);
+    watch(process, command.front(), std::move(completion));
+    return process;
+  } catch (const std::system_error& error) {
+    report(std::move(completion),
+           OpenError{"cannot start " + command.front() + " in " + directory.string() + ": " + error.code().message()});
+    return 0;
+  }
+}
+
+void WorkspaceLinux::terminate(const RunningApplication& application) {
+  signal(application, SIGTERM);
+}
+
+void WorkspaceLinux::forceTerminate(const RunningApplication& application) {
+  signal(application, SIGKILL);
+}
+
+void WorkspaceLinux::signal(const RunningApplication& application, int number) {
+  // The process may have ended, and its number be another's by now.
+  const auto running = runningApplications(application.bundleIdentifier);
+  if (std::ranges::count(running, application) > 0) (void)::kill(application.processIdentifier, number);
+}
+
 void WorkspaceLinux::watch(pid_t process, std::string program, OpenCompletion completion) {
   // The process cannot be another's by now: nobody but us reaps it.
-  Child child{.descriptor = pidfdOf(process),
-              .program = std::move(program),
-              .exit = {},
-              .startUp = {},
-              .completion = std::move(completion)};
-  if (!child.descriptor) {
+  Child& child = children_[process];
+  child = {.descriptor = pidfdOf(process), .program = std::move(program), .completion = std::move(completion)};
+  try {
+    if (!child.descriptor) throw std::system_error(errno, std::generic_category(), "pidfd_open");
+    child.exit = loop_.whenReadable(child.descriptor.get(), [this, process] { childExited(process); });
+    child.startUp = loop_.after(startUpTime_, [this, process] {
+      report(std::exchange(children_.at(process).completion, nullptr), std::nullopt);
+    });
+  } catch (const std::system_error&) {
     // Out of descriptors: the program runs, its end just goes unseen.
-    return report(std::move(child.completion), std::nullopt);
+    report(std::move(child.completion), std::nullopt);
+    children_.erase(process);
   }
-  child.exit = loop_.whenReadable(child.descriptor.get(), [this, process] { childExited(process); });
-  child.startUp = loop_.after(startUpTime_, [this, process] {
-    report(std::exchange(children_.at(process).completion, nullptr), std::nullopt);
-  });
-  children_.insert_or_assign(process, std::move(child));
 }
 
 void WorkspaceLinux::childExited(pid_t process) {

@@ -19,12 +19,15 @@ class WorkspaceLinux final : public Workspace {
 
   std::optional<std::filesystem::path> urlForApplication(std::string_view bundleIdentifier) override;
 
-  /// Known are the processes of Chrome and its relatives; for other identifiers the list is empty.
+  /// Known are the processes of Chrome and its relatives, and those of application bundles.
   std::vector<RunningApplication> runningApplications(std::string_view bundleIdentifier) override;
 
-  /// The opened program decides itself whether it comes to the front, and nothing is added to recent items.
+  /// `file` is a desktop entry or an application bundle. The opened program decides itself whether it comes to the
+  /// front, and nothing is added to recent items.
   void openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
                        OpenCompletion completion) override;
+  void terminate(const RunningApplication& application) override;
+  void forceTerminate(const RunningApplication& application) override;
 
  private:
   /// A program that was started here and has not ended yet.
@@ -36,6 +39,11 @@ class WorkspaceLinux final : public Workspace {
     OpenCompletion completion;  // empty once it was called
   };
 
+  void openBundle(const std::filesystem::path& path, const OpenConfiguration& configuration, OpenCompletion completion);
+  /// Starts the program and watches it; reports what is wrong.
+  pid_t start(const std::vector<std::string>& command, const std::filesystem::path& directory,
+              OpenCompletion completion);
+  void signal(const RunningApplication& application, int number);
   void watch(pid_t process, std::string program, OpenCompletion completion);
   void childExited(pid_t process);
   void report(OpenCompletion completion, std::optional<OpenError> error);

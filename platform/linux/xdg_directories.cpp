@@ -1,5 +1,6 @@
 #include "platform/linux/xdg_directories.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 

@@ -112,7 +112,9 @@ id _Nonnull objectFrom(const PropertyValue& value) {
 
 PropertyDictionary PropertyList::parse(std::string_view bytes) {
   if (bytes.size() > maximumBytes) throw PropertyListError("larger than " + std::to_string(maximumBytes) + " bytes");
-  if (!bytes.starts_with("bplist")) {
+  if (bytes.starts_with("bplist")) {
+    checkBinaryStructure(bytes);
+  } else {
     if (!isXML(bytes)) failNotAList();
     if (wouldExhaustStack(bytes)) failTooDeep();
   }

@@ -16,16 +16,22 @@ UniqueFD closeOnExec(int descriptor) {
 
 }  // namespace
 
-UniqueFD make() { return closeOnExec(::socket(AF_UNIX, SOCK_STREAM, 0)); }
+UniqueFD make() {
+  return closeOnExec(::socket(AF_UNIX, SOCK_STREAM, 0));
+}
 
-UniqueFD accept(int listener) { return closeOnExec(::accept(listener, nullptr, nullptr)); }
+UniqueFD accept(int listener) {
+  return closeOnExec(::accept(listener, nullptr, nullptr));
+}
 
 void preventSIGPIPE(int descriptor) {
   const int on = 1;
   (void)::setsockopt(descriptor, SOL_SOCKET, SO_NOSIGPIPE, &on, sizeof on);
 }
 
-ssize_t write(int descriptor, std::string_view bytes) { return ::write(descriptor, bytes.data(), bytes.size()); }
+ssize_t write(int descriptor, std::string_view bytes) {
+  return ::write(descriptor, bytes.data(), bytes.size());
+}
 
 std::optional<uid_t> peerUser(int descriptor) {
   uid_t user = 0;

@@ -54,7 +54,8 @@ void createPrivateDirectories(const std::filesystem::path& directory) {
 
 bool isPrivateDirectory(const std::filesystem::path& path) {
   struct stat status {};
-  return ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::getuid() &&
+  const std::filesystem::path plain = path.has_filename() ? path : path.parent_path();  // "link/" is what it leads to
+  return ::lstat(plain.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == ::getuid() &&
          (status.st_mode & 07777) == 0700;
 }
 

@@ -1,26 +1,25 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <deque>
-#include <map>
-#include <memory>
 #include <utility>
 
 #include "platform/scheduler.h"
+#include "platform/timer_queue.h"
 
 namespace corvana::fakes {
 
-/// A main queue whose time stands still until a test moves it. Tasks run in order of their deadlines, those with the
-/// same one in the order in which they were set up.
+/// A main queue whose time stands still until a test moves it.
 class FakeScheduler final : public Scheduler, public Clock {
  public:
   void post(Task task) override { posted_.push_back(std::move(task)); }
 
   [[nodiscard]] Timer after(std::chrono::nanoseconds delay, Task task) override {
-    return start(delay, std::chrono::nanoseconds(0), std::move(task));
+    return timers_.add(now_ + delay, std::chrono::nanoseconds(0), std::move(task));
   }
   [[nodiscard]] Timer every(std::chrono::nanoseconds period, Task task) override {
-    return start(period, period, std::move(task));
+    return timers_.add(now_ + period, period, std::move(task));
   }
 
   std::chrono::steady_clock::time_point now() const override { return now_; }
@@ -39,16 +38,9 @@ class FakeScheduler final : public Scheduler, public Clock {
   void advance(std::chrono::nanoseconds duration) {
     const auto end = now_ + duration;
     runPosted();
-    while (!timers_->empty() && timers_->begin()->first.first <= end) {
-      const Key key = timers_->begin()->first;
-      const std::shared_ptr<Entry> entry = timers_->begin()->second;
-      timers_->erase(timers_->begin());
-      moveTo(std::max(now_, key.first));
-      entry->task();
-      if (entry->period.count() > 0 && !entry->isCancelled) {
-        const auto missed = (now_ - key.first) / entry->period;
-        timers_->emplace(Key(key.first + (missed + 1) * entry->period, nextNumber_++), entry);
-      }
+    while (timers_.nextDeadline() && *timers_.nextDeadline() <= end) {
+      moveTo(std::max(now_, *timers_.nextDeadline()));
+      timers_.fireNext(now_);
       runPosted();
     }
     moveTo(end);
@@ -60,39 +52,9 @@ class FakeScheduler final : public Scheduler, public Clock {
   /// Somebody sets the clock.
   void setDate(std::chrono::system_clock::time_point date) { date_ = date; }
 
-  std::size_t timerCount() const { return timers_->size(); }
+  std::size_t timerCount() const { return timers_.size(); }
 
  private:
-  using Key = std::pair<std::chrono::steady_clock::time_point, int>;
-  struct Entry {
-    Task task;
-    std::chrono::nanoseconds period;
-    bool isCancelled = false;
-  };
-  using Timers = std::map<Key, std::shared_ptr<Entry>>;
-
-  class Source final : public Timer::Source {
-   public:
-    Source(std::shared_ptr<Entry> entry, std::weak_ptr<Timers> timers)
-        : entry_(std::move(entry)), timers_(std::move(timers)) {}
-    ~Source() override {
-      entry_->isCancelled = true;
-      if (const auto timers = timers_.lock()) {
-        std::erase_if(*timers, [this](const auto& timer) { return timer.second == entry_; });
-      }
-    }
-
-   private:
-    std::shared_ptr<Entry> entry_;
-    std::weak_ptr<Timers> timers_;
-  };
-
-  Timer start(std::chrono::nanoseconds delay, std::chrono::nanoseconds period, Task task) {
-    auto entry = std::make_shared<Entry>(Entry{std::move(task), period});
-    timers_->emplace(Key(now_ + delay, nextNumber_++), entry);
-    return Timer(std::make_unique<Source>(std::move(entry), timers_));
-  }
-
   void moveTo(std::chrono::steady_clock::time_point time) {
     date_ += std::chrono::duration_cast<std::chrono::system_clock::duration>(time - now_);
     now_ = time;
@@ -101,8 +63,7 @@ class FakeScheduler final : public Scheduler, public Clock {
   std::chrono::steady_clock::time_point now_;
   std::chrono::system_clock::time_point date_{std::chrono::seconds(1'800'000'000)};
   std::deque<Task> posted_;
-  std::shared_ptr<Timers> timers_ = std::make_shared<Timers>();
-  int nextNumber_ = 0;
+  TimerQueue timers_;
 };
 
 }  // namespace corvana::fakes

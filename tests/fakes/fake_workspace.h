@@ -1,11 +1,12 @@
 #pragma once
 
+#include <algorithm>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/scheduler.h"
 #include "platform/workspace.h"
 
 namespace corvana::fakes {
@@ -18,16 +19,30 @@ class FakeWorkspace final : public Workspace {
     OpenConfiguration configuration;
   };
 
-  explicit FakeWorkspace(Scheduler& scheduler) : scheduler_(scheduler) {}
-
   // The world, for tests to set up.
   std::map<std::string, std::filesystem::path, std::less<>> installed;
   std::vector<RunningApplication> running;
   /// What every opening fails with, if anything.
   std::optional<OpenError> openError;
 
-  /// What was opened, oldest first.
+  /// Applications that do not end when asked to.
+  bool ignoresTermination = false;
+
+  /// The system reports what has become of the openings so far, on a thread of its own as far as the product knows.
+  void deliverReports() {
+    for (const auto& report : std::exchange(reports_, {})) report();
+  }
+
+  /// What was opened, and which processes were ended without asking, oldest first.
   std::vector<Launch> launches;
+  std::vector<pid_t> forceTerminated;
+
+  void terminate(const RunningApplication& application) override {
+    if (!ignoresTermination) std::erase(running, application);
+  }
+  void forceTerminate(const RunningApplication& application) override {
+    if (std::erase(running, application) > 0) forceTerminated.push_back(application.processIdentifier);
+  }
 
   std::optional<std::filesystem::path> urlForApplication(std::string_view bundleIdentifier) override {
     const auto found = installed.find(bundleIdentifier);
@@ -52,11 +67,11 @@ class FakeWorkspace final : public Workspace {
       if (argument.find('\0') != std::string::npos) error = OpenError{"an argument holds a zero byte"};
     }
     if (!error) launches.push_back({file, configuration});
-    if (completion) scheduler_.post([completion = std::move(completion), error] { completion(error); });
+    if (completion) reports_.push_back([completion = std::move(completion), error] { completion(error); });
   }
 
  private:
-  Scheduler& scheduler_;
+  std::vector<std::function<void()>> reports_;
 };
 
 }  // namespace corvana::fakes

@@ -29,17 +29,6 @@ TEST_F(CorvanaTest, TheSocketMovesWhereItsPathWouldBecomeTooLong) {
   }
 }
 
-TEST_F(CorvanaTest, LocationsFollowTheHomeDirectory) {
-  const auto support = home.path() / "Library/Application Support/Corvana";
-  EXPECT_EQ(Corvana::installedHelperURL(), support / "CorvanaHelper.app");
-  EXPECT_EQ(Corvana::settingsURL(), support / "settings.json");
-  EXPECT_EQ(Corvana::registryURL(), support / "registry.json");
-  EXPECT_EQ(Corvana::rulesURL(), support / "rules.json");
-  EXPECT_EQ(Corvana::recentLinksURL(), support / "recent-links.json");
-  EXPECT_EQ(Corvana::lockURL(), support / "h.lock");
-  EXPECT_FALSE(std::filesystem::exists(home.path() / "Library")) << "asking makes nothing";
-}
-
 TEST_F(CorvanaTest, TheSupportDirectoryIsMadeForTheUserAlone) {
   const auto mode = [](const std::filesystem::path& path) {
     struct stat status {};

@@ -56,7 +56,7 @@ def is_running(process_id):
 
 class RealChromium(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix="corvana-test.")
+        folder = tempfile.TemporaryDirectory(prefix="corvana-test.", ignore_cleanup_errors=True)
         self.addCleanup(folder.cleanup)
         self.folder = folder.name
         session = os.path.join(self.folder, "session")

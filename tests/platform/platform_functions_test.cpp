@@ -63,6 +63,20 @@ TEST(PropertyList, RefusesWhatIsNoneWithoutHarm) {
                                    std::string(PropertyList::maximumBytes + 1, ' ')}) {
     EXPECT_THROW(PropertyList::parse(bytes), PropertyListError) << bytes.substr(0, 60) << " of " << bytes.size();
   }
+  // Eighty arrays that each name the next one twice: as a reader expands it, 2^80 values.
+  std::string bomb = "bplist00";
+  std::string offsets;
+  for (char i = 0; i < 80; ++i) {
+    offsets += static_cast<char>(bomb.size() % 256);
+    offsets.insert(offsets.size() - 1, 1, static_cast<char>(bomb.size() / 256));
+    const char next = static_cast<char>(i + 1);
+    bomb += i < 79 ? std::string{'\xA2', next, next} : std::string{'\x09'};
+  }
+  const std::size_t offsetTable = bomb.size();
+  bomb += offsets + std::string(6, '\0') + std::string{2, 1} + std::string(7, '\0') + std::string{80} +
+          std::string(14, '\0') + static_cast<char>(offsetTable / 256) + static_cast<char>(offsetTable % 256);
+  EXPECT_THROW(PropertyList::parse(bomb), PropertyListError);
+
   const TemporaryHome home;
   try {
     PropertyList::read(home.write("Info.plist", "broken"));

@@ -6,9 +6,9 @@
 
 #include <csignal>
 
+#include "platform/linux/desktop_entry.h"
 #include "platform/linux/event_loop.h"
 #include "platform/linux/workspace_linux.h"
-#include "tests/fakes/fake_scheduler.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/support/temporary_home.h"
 
@@ -33,7 +33,7 @@ class RealDesktop {
  public:
   void install(const std::string& mode = "exit:0") {
     home.writeDesktopEntry("google-chrome.desktop",
-                           std::string(RECORDER) + " " + home.path().string() + " " + mode + " %U");
+                           quotedForExec(RECORDER) + " " + quotedForExec(home.path().string()) + " " + mode + " %U");
   }
   std::vector<std::string> lastArguments() { return itemsOf(home.path() / "arguments"); }
   /// Opens and waits for the report.
@@ -79,15 +79,14 @@ class FakeDesktop {
     std::vector<std::optional<OpenError>> reports;
     workspace_.openApplication(file, configuration, [&](auto error) { reports.push_back(std::move(error)); });
     EXPECT_TRUE(reports.empty()) << "reported inside the call";
-    scheduler_.runPosted();
+    workspace_.deliverReports();
     EXPECT_EQ(reports.size(), 1);
     return reports.at(0);
   }
   Workspace& workspace() { return workspace_; }
 
  private:
-  fakes::FakeScheduler scheduler_;
-  fakes::FakeWorkspace workspace_{scheduler_};
+  fakes::FakeWorkspace workspace_;
 };
 
 template <class Desktop>
@@ -190,8 +189,8 @@ TEST_F(WorkspaceLinuxTest, TheProgramRunsOnAndInheritsNothing) {
 TEST_F(WorkspaceLinuxTest, StartsARunningProgramOnlyWhenANewInstanceIsWanted) {
   // A copy whose name is a browser's, with the lock that a browser holds.
   std::filesystem::copy_file(RECORDER, home.path() / "chrome");
-  home.writeDesktopEntry("google-chrome.desktop",
-                         (home.path() / "chrome").string() + " " + home.path().string() + " stay %U");
+  home.writeDesktopEntry("google-chrome.desktop", quotedForExec((home.path() / "chrome").string()) + " " +
+                                                      quotedForExec(home.path().string()) + " stay %U");
   expectProgram();
   EXPECT_FALSE(openChrome());
   const pid_t process = awaitProgram();

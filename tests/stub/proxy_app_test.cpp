@@ -22,7 +22,7 @@ class ProxyAppTest : public testing::Test {
   static URL url(const char* text) { return *URL::absolute(text); }
 
   fakes::FakeScheduler scheduler;
-  fakes::FakeWorkspace workspace{scheduler};
+  fakes::FakeWorkspace workspace;
   fakes::RecordingLog log;
 };
 
@@ -47,13 +47,15 @@ TEST_F(ProxyAppTest, ALaunchReportsOnceOnTheMainQueue) {
   std::vector<bool> results;
   const auto record = [&results](bool succeeded) { results.push_back(succeeded); };
   ChromeLauncher::launch(workspace, scheduler, "Default", {}, record);  // there is no Chrome
-  EXPECT_THAT(results, ElementsAre());
+  workspace.deliverReports();
+  EXPECT_THAT(results, ElementsAre()) << "the system's thread is not the main one";
   scheduler.advance(60s);
   EXPECT_THAT(results, ElementsAre(false));
   installChrome();
   ChromeLauncher::launch(workspace, scheduler, "Default", {}, record);
   workspace.openError = OpenError{"no memory"};
   ChromeLauncher::launch(workspace, scheduler, "Default", {}, nullptr);
+  workspace.deliverReports();
   scheduler.advance(60s);
   EXPECT_THAT(results, ElementsAre(false, true));
   EXPECT_THAT(log.lines(),

@@ -4,16 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "core/identity/json_coding.h"
-#include "creator/proxy_app_builder.h"
 #include "tests/fakes/recording_log.h"
 #include "tests/support/temporary_home.h"
 
 namespace corvana {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 const StubConfig everything{.profileDirectory = "Profile 3",
                             .profileName = "Work “ü”",
@@ -132,31 +129,6 @@ TEST(StubConfig, AResourceComesBeforeTheInfoPlist) {
   } catch (const std::runtime_error& error) {
     EXPECT_THAT(error.what(), HasSubstr("config.json: profileDirectory: expected a string"));
   }
-}
-
-TEST(ProxyAppBuilder, LeavesNothingHalfMade) {
-  const support::TemporaryHome home;
-  const auto listing = [&home] {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(home.path() / "apps")) {
-      names.push_back(entry.path().filename().string());
-    }
-    return names;
-  };
-  const ProxyAppPlan plan{home.path() / "apps/Work.app", "app.corvana.0123456789ab", everything, RECORDER};
-  ProxyAppBuilder::build(plan, false);
-  EXPECT_EQ(StubConfig::load(Bundle{plan.destination}), everything);
-  EXPECT_THROW(ProxyAppBuilder::build(plan, false), std::filesystem::filesystem_error);
-  ProxyAppPlan broken = plan;
-  broken.config.profileDirectory = "Other";
-  broken.stubExecutable = "/nonexistent";
-  EXPECT_THROW(ProxyAppBuilder::build(broken, true), std::filesystem::filesystem_error);
-  EXPECT_THAT(listing(), ElementsAre("Work.app"));
-  EXPECT_EQ(StubConfig::load(Bundle{plan.destination}), everything);
-  broken.stubExecutable = RECORDER;
-  ProxyAppBuilder::build(broken, true);
-  EXPECT_EQ(StubConfig::load(Bundle{plan.destination})->profileDirectory, "Other");
-  EXPECT_THAT(listing(), ElementsAre("Work.app"));
 }
 
 }  // namespace

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/ipc/framing.h"
+#include "core/ipc/messages.h"
+#include "platform/read_queue.h"
+#include "platform/unique_fd.h"
+
+namespace corvana {
+
+/// One proxy app that is connected to the helper. The server makes it; the main thread owns it.
+class ClientConnection {
+ public:
+  explicit ClientConnection(UniqueFD descriptor) : accepted_(std::move(descriptor)), descriptor_(accepted_.get()) {}
+  ClientConnection(const ClientConnection&) = delete;
+  ClientConnection& operator=(const ClientConnection&) = delete;
+
+  // Who it is, as its hello says. Whoever handles the hello sets these; broadcasts choose by them.
+  std::optional<std::string> profileDirectory;
+  std::optional<std::string> profileName;
+  std::optional<std::string> tabGroup;
+  std::optional<std::string> bundleID;
+  std::optional<std::int32_t> pid;
+  bool includeIncognito = false;
+  bool countAppWindows = false;
+  bool ownWindow = false;
+
+  /// Sends a message. One that cannot be encoded or written is dropped: the reading side notices a dead peer. A peer
+  /// that does not read can hold up the caller for about a second (see writeFrame).
+  void send(const Response& response);
+  void send(const Event& event);
+  /// Sends bytes that `frameFor` made.
+  void sendFrame(std::string_view frame);
+
+ private:
+  friend class SocketServer;
+
+  /// Hands the descriptor to the queue. `onReadable` runs there.
+  void start(ReadQueue& queue, ReadQueue::Handler onReadable);
+  /// Closes the connection, soon.
+  void close();
+
+  UniqueFD accepted_;  // until `start`
+  int descriptor_;     // -1 once closed
+  FrameWriter writer_;
+  Watch readWatch_;
+};
+
+}  // namespace corvana

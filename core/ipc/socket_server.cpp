@@ -1,0 +1,136 @@
+#include "core/ipc/socket_server.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "core/identity/log.h"
+#include "core/ipc/unix_socket.h"
+#include "platform/sockets.h"
+
+namespace corvana {
+namespace {
+
+bool isExhaustion(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+}
+
+/// Whether the peer may stay. Sets up its descriptor.
+bool prepare(int descriptor) {
+  if (!UnixSocket::peerIsSameUser(descriptor)) {
+    Log::ipc.error("rejected connection from another uid");
+    return false;
+  }
+  UnixSocket::setNonBlocking(descriptor);
+  const int bytes = SocketServer::sendBufferBytes;
+  (void)::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &bytes, sizeof bytes);  // as much of it as the system allows
+  return true;
+}
+
+}  // namespace
+
+void SocketServer::start(const std::string& path) {
+  UniqueFD listener = UnixSocket::listen(path, backlog);
+  run_ = std::make_unique<Lifetime>();
+  const auto onAccepted =
+      run_->guard([this](const std::shared_ptr<UniqueFD>& descriptor) { admit(std::move(*descriptor)); });
+  listener_ =
+      readQueue_.watch(std::move(listener), [&mainQueue = mainQueue_, onAccepted](int fd) -> std::chrono::milliseconds {
+        while (UniqueFD accepted = sockets::accept(fd)) {
+          if (!prepare(accepted.get())) continue;
+          // Shared, because a task can be copied.
+          auto descriptor = std::make_shared<UniqueFD>(std::move(accepted));
+          mainQueue.post([onAccepted, descriptor] { onAccepted(descriptor); });
+        }
+        return isExhaustion(errno) ? exhaustionPause : std::chrono::milliseconds(0);
+      });
+  Log::ipc.info("helper listening at ", path);
+}
+
+void SocketServer::admit(UniqueFD descriptor) {
+  auto client = std::make_shared<ClientConnection>(std::move(descriptor));
+  clients_.emplace(client.get(), client);
+  client->start(readQueue_, readerFor(client));
+  reportCount();
+}
+
+ReadQueue::Handler SocketServer::readerFor(const std::shared_ptr<ClientConnection>& client) {
+  const std::weak_ptr<ClientConnection> reference = client;
+  const auto handleRequests = run_->guard([this, reference](const std::vector<Request>& requests) {
+    for (const Request& request : requests) {
+      const auto connection = reference.lock();
+      if (!connection || !clients_.contains(connection.get())) return;
+      if (const auto& callback = onRequest) callback(*connection, request);
+    }
+  });
+  const auto handleEnd = run_->guard([this, reference] {
+    if (const auto connection = reference.lock()) drop(connection.get());
+  });
+  auto buffer = std::make_shared<LineBuffer>(LineBuffer::standardLimit);
+  return [&mainQueue = mainQueue_, buffer, handleRequests, handleEnd](int fd) -> std::chrono::milliseconds {
+    std::array<char, 16'384> bytes;
+    const ssize_t count = ::read(fd, bytes.data(), bytes.size());
+    if (count < 0 && errno == EAGAIN) return {};
+    if (count <= 0) {
+      mainQueue.post(handleEnd);
+      return ReadQueue::never;
+    }
+    std::vector<Request> requests;
+    for (const std::string& frame : buffer->append({bytes.data(), static_cast<std::size_t>(count)})) {
+      if (auto request = decodeRequest(frame)) {
+        requests.push_back(std::move(*request));
+      } else {
+        Log::ipc.error("undecodable request frame");
+      }
+    }
+    if (!requests.empty()) {
+      mainQueue.post([handleRequests, requests = std::move(requests)] { handleRequests(requests); });
+    }
+    return {};
+  };
+}
+
+void SocketServer::drop(const ClientConnection* client) {
+  const auto entry = clients_.extract(client);
+  if (entry.empty()) return;
+  entry.mapped()->close();
+  reportCount();
+}
+
+void SocketServer::reportCount() {
+  if (const auto& callback = onClientCountChanged) callback(clients_.size());
+}
+
+void SocketServer::broadcast(const Event& event, const Predicate& predicate) {
+  sendToAll(encodeMessage(event), predicate);
+}
+
+void SocketServer::broadcast(const Response& response, const Predicate& predicate) {
+  sendToAll(encodeMessage(response), predicate);
+}
+
+void SocketServer::sendToAll(const std::optional<std::string>& message, const Predicate& predicate) {
+  if (!message) return;
+  const std::string frame = frameFor(*message);
+  for (const auto& [key, client] : clients_) {
+    if (predicate(*client)) client->sendFrame(frame);
+  }
+}
+
+std::vector<ClientConnection*> SocketServer::connections() const {
+  std::vector<ClientConnection*> result;
+  for (const auto& [key, client] : clients_) result.push_back(client.get());
+  return result;
+}
+
+void SocketServer::stop(const std::string& path) {
+  run_.reset();
+  for (const auto& [key, client] : std::exchange(clients_, {})) client->close();
+  listener_ = {};
+  (void)::unlink(path.c_str());  // it may be gone already
+}
+
+}  // namespace corvana

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/ipc/client_connection.h"
+#include "core/ipc/messages.h"
+#include "platform/lifetime.h"
+#include "platform/read_queue.h"
+#include "platform/scheduler.h"
+
+namespace corvana {
+
+/// The helper's side of the socket: admits proxy apps of the same user and hands on what they ask.
+///
+/// The read queue accepts, reads and decodes; everything else, the table of clients included, belongs to the main
+/// thread. Callbacks run there and may stop the server, but not destroy it.
+class SocketServer {
+ public:
+  static constexpr int backlog = 16;
+  /// How long the listener is left alone when the system has no descriptors or memory for another connection: it stays
+  /// readable, and would keep the queue spinning.
+  static constexpr std::chrono::milliseconds exhaustionPause{100};
+  /// The size asked for each client's send buffer: so much is taken for a client that does not read before it holds up
+  /// the helper's main thread.
+  static constexpr int sendBufferBytes = 4'194'304;
+
+  SocketServer(Scheduler& mainQueue, ReadQueue& readQueue) : mainQueue_(mainQueue), readQueue_(readQueue) {}
+  SocketServer(const SocketServer&) = delete;
+  SocketServer& operator=(const SocketServer&) = delete;
+
+  /// Called with each request, in the order of its connection, and with the number of clients whenever it changes.
+  std::function<void(ClientConnection&, const Request&)> onRequest;
+  std::function<void(std::size_t)> onClientCountChanged;
+
+  /// Listens at `path`. Throws SocketError, and then nothing runs.
+  void start(const std::string& path);
+
+  /// Closes all connections and the listener and removes the socket file, without a word to `onClientCountChanged`.
+  void stop(const std::string& path);
+
+  /// Sends the message, encoded once, to every client that `predicate` chooses.
+  void broadcast(const Event& event, const std::function<bool(const ClientConnection&)>& predicate);
+  void broadcast(const Response& response, const std::function<bool(const ClientConnection&)>& predicate);
+
+  /// The clients that are connected, in no particular order. The pointers hold until control returns to the main queue.
+  std::vector<ClientConnection*> connections() const;
+
+ private:
+  using Predicate = std::function<bool(const ClientConnection&)>;
+
+  void admit(UniqueFD descriptor);
+  ReadQueue::Handler readerFor(const std::shared_ptr<ClientConnection>& client);
+  void drop(const ClientConnection* client);
+  void sendToAll(const std::optional<std::string>& message, const Predicate& predicate);
+  void reportCount();
+
+  Scheduler& mainQueue_;
+  ReadQueue& readQueue_;
+  Watch listener_;
+  std::map<const ClientConnection*, std::shared_ptr<ClientConnection>> clients_;
+  /// One for each time that the server runs: late reports of an earlier time find it gone.
+  std::unique_ptr<Lifetime> run_;
+};
+
+}  // namespace corvana

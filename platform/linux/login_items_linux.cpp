@@ -1,0 +1,122 @@
+#include "platform/linux/login_items_linux.h"
+
+#include <glib.h>
+
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "platform/linux/application_bundle.h"
+#include "platform/linux/desktop_entry.h"
+#include "platform/linux/systemd_user.h"
+#include "platform/linux/xdg_directories.h"
+#include "platform/tools.h"
+
+namespace corvana {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct FreeKeyFile {
+  void operator()(GKeyFile* file) const { ::g_key_file_unref(file); }
+};
+using KeyFile = std::unique_ptr<GKeyFile, FreeKeyFile>;
+
+constexpr const char* group = G_KEY_FILE_DESKTOP_GROUP;
+constexpr const char* gnomeSwitch = "X-GNOME-Autostart-enabled";
+
+fs::path entryFor(std::string_view identifier) {
+  return xdg::configHome() / "autostart" / std::string(identifier).append(".desktop");
+}
+
+fs::path unitFor(std::string_view identifier) {
+  return xdg::configHome() / "systemd/user" / std::string(identifier).append(".service");
+}
+
+/// Being in this folder is what makes a unit start with the graphical session.
+fs::path wantFor(std::string_view identifier) {
+  const fs::path unit = unitFor(identifier);
+  return unit.parent_path() / "graphical-session.target.wants" / unit.filename();
+}
+
+void write(const fs::path& file, const std::string& content) {
+  fs::create_directories(file.parent_path());
+  std::ofstream stream(file, std::ios::binary);
+  stream << content;
+  stream.close();
+  if (!stream) throw std::runtime_error(file.string() + " cannot be written");
+}
+
+/// In quotes, with what has a meaning to systemd escaped (systemd.service(5), systemd.unit(5)).
+std::string quotedForUnit(const fs::path& program) {
+  std::string result = "\"";
+  for (const char c : program.string()) {
+    if (c == '"' || c == '\\') result += '\\';
+    if (c == '%' || c == '$') result += c;
+    result += c;
+  }
+  return result + "\"";
+}
+
+void reloadUnits() {
+  try {
+    (void)runTool("/usr/bin/systemctl", {"--user", "daemon-reload"});
+  } catch (const ToolError&) {
+    // It looks by itself at the next login.
+  }
+}
+
+}  // namespace
+
+LoginItems::Status LoginItemsLinux::status(std::string_view bundleIdentifier) {
+  const KeyFile keys(::g_key_file_new());
+  if (!::g_key_file_load_from_file(keys.get(), entryFor(bundleIdentifier).c_str(), G_KEY_FILE_NONE, nullptr)) {
+    return Status::notRegistered;
+  }
+  // The two ways in which desktops switch an entry off.
+  const bool isHidden = ::g_key_file_get_boolean(keys.get(), group, G_KEY_FILE_DESKTOP_KEY_HIDDEN, nullptr) != 0;
+  const bool isOff = ::g_key_file_has_key(keys.get(), group, gnomeSwitch, nullptr) != 0 &&
+                     ::g_key_file_get_boolean(keys.get(), group, gnomeSwitch, nullptr) == 0;
+  return isHidden || isOff ? Status::requiresApproval : Status::enabled;
+}
+
+void LoginItemsLinux::add(std::string_view bundleIdentifier) {
+  if (status(bundleIdentifier) == Status::requiresApproval) return;
+  const auto bundle = ApplicationBundle::read(bundle_);
+  if (!bundle) throw std::runtime_error(bundle_.string() + " is no application that could be started at login");
+
+  const bool hasUnit = systemdUser::isRunning();
+  const KeyFile keys(::g_key_file_new());
+  const auto set = [&keys](const char* key, const std::string& value) {
+    ::g_key_file_set_string(keys.get(), group, key, value.c_str());
+  };
+  set(G_KEY_FILE_DESKTOP_KEY_TYPE, G_KEY_FILE_DESKTOP_TYPE_APPLICATION);
+  set(G_KEY_FILE_DESKTOP_KEY_NAME, "Corvana Helper");
+  set(G_KEY_FILE_DESKTOP_KEY_EXEC, quotedForExec(bundle->executable.string()));
+  set(G_KEY_FILE_DESKTOP_KEY_NO_DISPLAY, "true");
+  if (hasUnit) set("X-systemd-skip", "true");  // else systemd would make a second unit of this entry
+  gsize length = 0;
+  const std::unique_ptr<char, decltype(&::g_free)> text(::g_key_file_to_data(keys.get(), &length, nullptr), &::g_free);
+  write(entryFor(bundleIdentifier), std::string(text.get(), length));
+  if (!hasUnit) return;
+
+  write(unitFor(bundleIdentifier),
+        "[Unit]\nDescription=Corvana Helper\nPartOf=graphical-session.target\nAfter=graphical-session.target\n\n"
+        "[Service]\nExecStart=" +
+            quotedForUnit(bundle->executable) +
+            "\nRestart=on-failure\nSlice=app.slice\n\n[Install]\nWantedBy=graphical-session.target\n");
+  const fs::path want = wantFor(bundleIdentifier);
+  fs::create_directories(want.parent_path());
+  fs::remove(want);
+  fs::create_symlink(unitFor(bundleIdentifier), want);
+  reloadUnits();
+}
+
+void LoginItemsLinux::remove(std::string_view bundleIdentifier) {
+  fs::remove(entryFor(bundleIdentifier));
+  fs::remove(wantFor(bundleIdentifier));
+  if (fs::remove(unitFor(bundleIdentifier)) && systemdUser::isRunning()) reloadUnits();
+}
+
+}  // namespace corvana

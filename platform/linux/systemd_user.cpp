@@ -1,0 +1,46 @@
+#include "platform/linux/systemd_user.h"
+
+#include <systemd/sd-bus.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+
+namespace corvana::systemdUser {
+namespace {
+
+struct CloseBus {
+  void operator()(sd_bus* bus) const { ::sd_bus_flush_close_unref(bus); }
+};
+
+/// In names of units a dash separates; within a part it is escaped (systemd.unit(5)).
+std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char c : text) result += c == '-' ? std::string("\\x2d") : std::string(1, c);
+  return result;
+}
+
+}  // namespace
+
+bool isRunning() {
+  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+  std::error_code ignored;
+  return runtime != nullptr && std::filesystem::exists(std::filesystem::path(runtime) / "systemd/private", ignored);
+}
+
+void moveToOwnScope(pid_t process, const std::string& application) {
+  if (!isRunning()) return;
+  sd_bus* rawBus = nullptr;
+  if (::sd_bus_open_user(&rawBus) < 0) return;
+  const std::unique_ptr<sd_bus, CloseBus> bus(rawBus);
+  constexpr std::uint64_t timeout = 1'000'000;  // microseconds
+  (void)::sd_bus_set_method_call_timeout(bus.get(), timeout);
+  // The name follows the convention for applications: "app-<id>-<number>.scope".
+  const std::string unit = "app-" + escaped(application) + "-" + std::to_string(process) + ".scope";
+  (void)::sd_bus_call_method(bus.get(), "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
+                             "org.freedesktop.systemd1.Manager", "StartTransientUnit", nullptr, nullptr,
+                             "ssa(sv)a(sa(sv))", unit.c_str(), "fail", 1, "PIDs", "au", 1,
+                             static_cast<std::uint32_t>(process), 0);
+}
+
+}  // namespace corvana::systemdUser
