@@ -15,6 +15,8 @@ class WorkspaceMacOS final : public Workspace {
   /// Arguments that are not UTF-8 are refused: the system passes on texts, not bytes.
   void openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
                        OpenCompletion completion) override;
+  void terminate(const RunningApplication& application) override;
+  void forceTerminate(const RunningApplication& application) override;
 };
 
 }  // namespace corvana

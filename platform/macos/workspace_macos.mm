@@ -24,6 +24,14 @@ OpenError openErrorFrom(const std::filesystem::path& file, NSError* _Nonnull err
           std::to_string(error.code) + ")"};
 }
 
+/// Nil when the application has ended, even if its process number is another's by now.
+NSRunningApplication* _Nullable find(const RunningApplication& application) {
+  NSRunningApplication* found =
+      [NSRunningApplication runningApplicationWithProcessIdentifier:application.processIdentifier];
+  NSString* identifier = found.bundleIdentifier;
+  return identifier != nil && utf8From(identifier) == application.bundleIdentifier ? found : nil;
+}
+
 }  // namespace
 
 std::optional<std::filesystem::path> WorkspaceMacOS::urlForApplication(std::string_view bundleIdentifier) {
@@ -74,6 +82,15 @@ void WorkspaceMacOS::openApplication(const std::filesystem::path& file, const Op
            completion(reason != nil ? openErrorFrom(opened, reason)
                                     : OpenError{opened.string() + ": cannot be opened, the system does not say why"});
          }];
+}
+
+void WorkspaceMacOS::terminate(const RunningApplication& application) {
+  // The answer only says whether it could be asked; a caller looks at what runs.
+  (void)[find(application) terminate];
+}
+
+void WorkspaceMacOS::forceTerminate(const RunningApplication& application) {
+  (void)[find(application) forceTerminate];  // likewise
 }
 
 }  // namespace corvana

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Checks one Objective-C++ file against the declarations beside this script: compiles it without making code, then
-# analyses its paths. Ends with an error on any finding.
-# Usage: check.sh SOURCE_FOLDER FILE.mm
+# Checks one file in Objective-C++ or C++ against the declarations beside this script: compiles it without making code,
+# then analyses its paths. Ends with an error on any finding.
+# Usage: check.sh SOURCE_FOLDER FILE
 set -eu
 source=$1
 file=$2

@@ -30,7 +30,11 @@ extern "C" NSApplication* _Null_unspecified NSApp;
 @interface NSRunningApplication : NSObject
 @property(readonly, getter=isTerminated) BOOL terminated;
 @property(readonly) pid_t processIdentifier;
+@property(nullable, readonly, copy) NSString* bundleIdentifier;
 + (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)identifier;
++ (nullable instancetype)runningApplicationWithProcessIdentifier:(pid_t)number;
+- (BOOL)terminate;
+- (BOOL)forceTerminate;
 @end
 
 @interface NSWorkspaceOpenConfiguration : NSObject <NSCopying>
