@@ -154,6 +154,12 @@ int EventLoop::run() {
   return code;
 }
 
+void EventLoop::runUntil(const std::function<bool()>& condition) {
+  assertMainThread();
+  constexpr auto forEver = ~std::uint64_t{0};
+  while (!condition()) check(::sd_event_run(event_, forEver), "sd_event_run");
+}
+
 void EventLoop::quit(int exitCode) {
   assertMainThread();
   check(::sd_event_exit(event_, exitCode), "sd_event_exit");

@@ -42,6 +42,10 @@ class EventLoop final : public Scheduler, public Clock {
 
   /// Serves tasks until `quit`; returns its exit code.
   int run();
+
+  /// Serves tasks until the condition, which is looked at after each round of them, holds.
+  void runUntil(const std::function<bool()>& condition);
+
   void quit(int exitCode);
 
  private:

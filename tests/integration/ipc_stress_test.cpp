@@ -1,0 +1,127 @@
+// Many connections at once, with the system's own main loop and threads. The thread sanitizer looks on in its preset.
+// CORVANA_STRESS in the environment multiplies the rounds.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <random>
+#include <thread>
+
+#include "core/identity/corvana.h"
+#include "core/ipc/socket_server.h"
+#include "core/ipc/unix_socket.h"
+#include "platform/linux/event_loop.h"
+#include "platform/linux/read_queue_linux.h"
+#include "tests/fakes/recording_log.h"
+#include "tests/support/temporary_home.h"
+
+namespace corvana {
+namespace {
+
+int rounds(int standard) {
+  const char* factor = std::getenv("CORVANA_STRESS");
+  return factor == nullptr ? standard : standard * std::atoi(factor);
+}
+
+std::size_t openDescriptors() {
+  const auto listing = std::filesystem::directory_iterator("/proc/self/fd");
+  return static_cast<std::size_t>(std::distance(begin(listing), end(listing)));
+}
+
+/// A server in full operation, and a client that holds the number of clients above zero until the end.
+class Stress : public testing::Test {
+ protected:
+  Stress() {
+    Corvana::ensureSupportDirectory();
+    server.onRequest = [this](ClientConnection& client, const Request& request) {
+      ++requests;
+      client.send(Response{.id = request.id, .ok = true});
+      if (request.id % 16 == 0) {
+        server.broadcast(Event{.event = Event::Kind::windows}, [](const ClientConnection&) { return true; });
+      }
+    };
+    server.onClientCountChanged = [this](std::size_t count) {
+      zeros += count == 0 ? 1 : 0;
+      if (count == 0) loop.post([this] { loop.quit(0); });
+    };
+    server.start(Corvana::socketPath());
+  }
+
+  /// Runs `work` in threads of clients, and the server until the last client has gone.
+  void serve(int threadCount, const std::function<void(int)>& work) {
+    UniqueFD keeper = UnixSocket::connect(Corvana::socketPath());
+    std::atomic<int> running = threadCount;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < threadCount; ++i) {
+      threads.emplace_back([&, i] {
+        work(i);
+        if (--running == 0) keeper = UniqueFD();
+      });
+    }
+    loop.run();
+    for (std::thread& thread : threads) thread.join();
+  }
+
+  support::TemporaryHome home;
+  fakes::RecordingLog log;
+  EventLoop loop;
+  ReadQueueLinux queue{"app.corvana.ipc"};
+  SocketServer server{loop, queue};
+  int requests = 0;
+  int zeros = 0;
+};
+
+TEST_F(Stress, PeersThatDieAnywhereLeaveNothingBehind) {
+  const std::string stream = R"({"id":1,"op":"status"})"
+                             "\n"
+                             R"({"id":16,"op":"listTabGroups"})"
+                             "\n"
+                             R"({"id":3,"op":"bye"})";
+  const std::size_t before = openDescriptors();
+  serve(2, [&](int seed) {
+    std::mt19937 random(static_cast<unsigned>(seed));
+    for (int i = 0; i < rounds(5000); ++i) {
+      const UniqueFD peer = UnixSocket::connect(Corvana::socketPath());
+      const std::size_t length = std::uniform_int_distribution<std::size_t>(0, stream.size())(random);
+      (void)::send(peer.get(), stream.data(), length, MSG_NOSIGNAL);
+    }
+  });
+  EXPECT_EQ(zeros, 1);
+  EXPECT_GT(requests, rounds(5000));
+  EXPECT_TRUE(server.connections().empty());
+  const std::string path = Corvana::socketPath();
+  server.stop(path);
+  server.start(path);  // the queue is serial: when this is watched, all before is closed
+  server.stop(path);
+  while (openDescriptors() >= before) std::this_thread::yield();
+}
+
+TEST_F(Stress, RequestsAreAnsweredWhileOthersComeAndGo) {
+  std::atomic<int> answered = 0;
+  serve(4, [&](int) {
+    for (int i = 1; i <= rounds(2500); ++i) {
+      const UniqueFD client = UnixSocket::connect(Corvana::socketPath());
+      (void)writeFrame(client.get(), R"({"id":)" + std::to_string(i) + R"(,"op":"status"})");
+      LineBuffer buffer(LineBuffer::standardLimit);
+      bool isAnswered = false;
+      while (!isAnswered) {
+        char bytes[4096];
+        const ssize_t count = ::read(client.get(), bytes, sizeof bytes);
+        if (count < 0) std::this_thread::yield();
+        for (const std::string& frame : buffer.append({bytes, count > 0 ? static_cast<std::size_t>(count) : 0})) {
+          const auto message = InboundMessage::decode(frame);
+          const auto* response = message ? std::get_if<Response>(&message->content) : nullptr;
+          isAnswered = isAnswered || (response != nullptr && response->id == i);
+        }
+      }
+      ++answered;
+    }
+  });
+  EXPECT_EQ(answered, 4 * rounds(2500));
+  EXPECT_EQ(requests, 4 * rounds(2500));
+  EXPECT_EQ(zeros, 1);
+}
+
+}  // namespace
+}  // namespace corvana
