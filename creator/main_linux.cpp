@@ -1,12 +1,17 @@
 // corvana: the main application's command line on Linux.
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "core/identity/corvana.h"
 #include "core/identity/log.h"
+#include "core/ipc/messages.h"
+#include "creator/ipc_client.h"
 #include "creator/proxy_app_builder.h"
 #include "platform/linux/system_log.h"
 #include "platform/running_bundle.h"
@@ -46,6 +51,51 @@ struct MakeApp {
   }
 };
 
+/// What `corvana ipc` was told.
+struct WatchIPC {
+  std::string op;
+  std::vector<std::string> fields;
+  std::string socketPath;
+  double timeout = 12;
+  bool follows = false;
+
+  void addTo(CLI::App& app) {
+    CLI::App* command = app.add_subcommand("ipc", "Send the helper a request and print what it answers");
+    command->footer("Example: corvana ipc hello profileDirectory=Default pid=123 --follow");
+    command->add_option("op", op, "hello, activate, noteLaunch, closeWindows, status, listTabGroups or bye")
+        ->required();
+    command->add_option("fields", fields, "Fields of the request as KEY=VALUE, values in JSON or as plain text");
+    command->add_option("--socket", socketPath, "The helper's socket (default: the user's own helper's)");
+    command->add_option("--timeout", timeout, "Seconds to wait for the answer")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, 86'400.0));
+    command->add_flag("--follow", follows, "Go on printing what comes until the connection ends");
+    command->callback([this] { run(); });
+  }
+
+  void run() const {
+    const std::string request = IPCClient::request(op, fields);
+    if (!decodeRequest(request)) std::fputs("corvana: the helper will not understand this request\n", stderr);
+    std::fprintf(stderr, "> %s\n", request.c_str());
+    const auto print = [](std::string_view frame) {
+      std::printf("%.*s\n", static_cast<int>(frame.size()), frame.data());
+      (void)std::fflush(stdout);
+    };
+    const auto wait = std::chrono::milliseconds(static_cast<std::int64_t>(timeout * 1000));
+    switch (
+        IPCClient::exchange(socketPath.empty() ? Corvana::socketPath() : socketPath, request, wait, follows, print)) {
+      case IPCClient::Outcome::answered:
+        return;
+      case IPCClient::Outcome::refused:
+        throw std::runtime_error("the helper refused");
+      case IPCClient::Outcome::timedOut:
+        throw std::runtime_error("no answer in time");
+      case IPCClient::Outcome::closed:
+        throw std::runtime_error("the helper has closed the connection");
+    }
+  }
+};
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) try {
@@ -55,6 +105,8 @@ int main(int argumentCount, char** arguments) try {
   app.require_subcommand(1);
   MakeApp makeApp{.config = {.profileDirectory = "Default"}};
   makeApp.addTo(app);
+  WatchIPC watchIPC;
+  watchIPC.addTo(app);
   CLI11_PARSE(app, argumentCount, arguments);
   return 0;
 } catch (const std::exception& error) {

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace corvana {
+
+/// Talks to the helper by hand, to watch the protocol: sends one request as it is given, and hands on every frame that
+/// comes back. Blocks; knows no main loop.
+struct IPCClient {
+  IPCClient() = delete;
+
+  /// The request with id 1, that op and those fields, each "KEY=VALUE"; a value that is JSON is taken as such, any
+  /// other as text. Nothing is checked against what a helper understands. Throws std::invalid_argument for a field
+  /// without a key.
+  static std::string request(const std::string& op, const std::vector<std::string>& fields);
+
+  enum class Outcome { answered, refused, timedOut, closed };
+
+  /// Sends the request to the helper at `socketPath` and calls `onFrame` with each frame, in their order. Ends with the
+  /// answer to the request, unless `follows`, else with the connection or the time-out. Throws SocketError.
+  static Outcome exchange(const std::string& socketPath, const std::string& request, std::chrono::milliseconds timeout,
+                          bool follows, const std::function<void(std::string_view)>& onFrame);
+};
+
+}  // namespace corvana
