@@ -32,7 +32,8 @@ if(CORVANA_SANITIZE)
   add_compile_options(-fsanitize=${CORVANA_SANITIZE} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${CORVANA_SANITIZE})
   if(NOT CORVANA_SANITIZE MATCHES "thread")
-    add_compile_options(-fno-sanitize-recover=all)
+    add_compile_options(-fno-sanitize-recover=all
+      "-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/sanitizer-ignorelist.txt")
   endif()
 endif()
 
