@@ -1,10 +1,8 @@
 #include "creator/ipc_client.h"
 
 #include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <stdexcept>
 
@@ -57,11 +55,9 @@ IPCClient::Outcome IPCClient::exchange(const std::string& socketPath, const std:
     const int ready = ::poll(&poll, 1, wait);
     if (ready < 0 && errno == EINTR) continue;
     if (ready == 0) return Outcome::timedOut;
-    std::array<char, 16'384> bytes;
-    const ssize_t count = ::read(connection.get(), bytes.data(), bytes.size());
-    if (count < 0 && errno == EAGAIN) continue;
-    if (count <= 0) return Outcome::closed;
-    for (const std::string& frame : buffer.append({bytes.data(), static_cast<std::size_t>(count)})) {
+    const auto frames = readFrames(connection.get(), buffer);
+    if (!frames) return Outcome::closed;
+    for (const std::string& frame : *frames) {
       onFrame(frame);
       if (const auto outcome = outcomeOf(frame); outcome && !follows) return *outcome;
     }

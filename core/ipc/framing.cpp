@@ -1,5 +1,8 @@
 #include "core/ipc/framing.h"
 
+#include <unistd.h>
+
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <thread>
@@ -83,6 +86,14 @@ std::vector<std::string> LineBuffer::append(std::string_view bytes) {
   constexpr std::size_t worthKeeping = 65'536;
   if (buffer_.capacity() > worthKeeping && buffer_.size() < worthKeeping / 2) buffer_.shrink_to_fit();
   return frames;
+}
+
+std::optional<std::vector<std::string>> readFrames(int descriptor, LineBuffer& buffer) {
+  std::array<char, 16'384> bytes;
+  const ssize_t count = ::read(descriptor, bytes.data(), bytes.size());
+  if (count < 0 && errno == EAGAIN) return std::vector<std::string>();
+  if (count <= 0) return std::nullopt;
+  return buffer.append({bytes.data(), static_cast<std::size_t>(count)});
 }
 
 }  // namespace corvana

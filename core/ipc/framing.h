@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -51,5 +52,9 @@ class LineBuffer {
   std::string buffer_;
   std::size_t searched_ = 0;  // no line feed before this position
 };
+
+/// Reads once from a non-blocking descriptor; gives the frames that are now complete, which may be none. Nothing when
+/// the connection has ended, in whichever way.
+std::optional<std::vector<std::string>> readFrames(int descriptor, LineBuffer& buffer);
 
 }  // namespace corvana

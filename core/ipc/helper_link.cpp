@@ -1,9 +1,6 @@
 #include "core/ipc/helper_link.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <random>
 #include <utility>
@@ -98,16 +95,13 @@ void HelperLink::startReading(UniqueFD descriptor) {
   readWatch_ = readQueue_.watch(
       std::move(descriptor),
       [reader = reader_, &mainQueue = mainQueue_, handleFrames, handleEnd](int fd) -> std::chrono::milliseconds {
-        std::array<char, 16'384> bytes;
-        const ssize_t count = ::read(fd, bytes.data(), bytes.size());
-        if (count < 0 && errno == EAGAIN) return {};
-        if (count <= 0) {
+        auto frames = readFrames(fd, reader->buffer);
+        if (!frames) {
           mainQueue.post(handleEnd);
           return ReadQueue::never;
         }
-        std::vector<std::string> frames = reader->buffer.append({bytes.data(), static_cast<std::size_t>(count)});
-        if (!frames.empty()) {
-          mainQueue.post([handleFrames, frames = std::move(frames)] { handleFrames(frames); });
+        if (!frames->empty()) {
+          mainQueue.post([handleFrames, frames = std::move(*frames)] { handleFrames(frames); });
         }
         return {};
       });

@@ -3,7 +3,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -71,15 +70,13 @@ ReadQueue::Handler SocketServer::readerFor(const std::shared_ptr<ClientConnectio
   });
   auto buffer = std::make_shared<LineBuffer>(LineBuffer::standardLimit);
   return [&mainQueue = mainQueue_, buffer, handleRequests, handleEnd](int fd) -> std::chrono::milliseconds {
-    std::array<char, 16'384> bytes;
-    const ssize_t count = ::read(fd, bytes.data(), bytes.size());
-    if (count < 0 && errno == EAGAIN) return {};
-    if (count <= 0) {
+    const auto frames = readFrames(fd, *buffer);
+    if (!frames) {
       mainQueue.post(handleEnd);
       return ReadQueue::never;
     }
     std::vector<Request> requests;
-    for (const std::string& frame : buffer->append({bytes.data(), static_cast<std::size_t>(count)})) {
+    for (const std::string& frame : *frames) {
       if (auto request = decodeRequest(frame)) {
         requests.push_back(std::move(*request));
       } else {
