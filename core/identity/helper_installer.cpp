@@ -31,10 +31,13 @@ bool HelperInstaller::installFromCreatorBundle(Workspace& workspace, bool force,
   const fs::path destination = Corvana::installedHelperURL();
   const auto source = sourceHelperURL(workspace);
   if (!source) {
-    if (!fs::exists(destination)) {
+    const InstallError error = InstallError::noSourceBundle();
+    if (fs::exists(destination)) {
+      Log::creator.notice(error.what());  // what is installed may do
+    } else {
       Log::creator.error("helper not installed and no creator bundle to copy it from");
     }
-    throw NoSourceBundle();
+    throw error;
   }
   const auto build = version(*source);
   if (!force && build && build == installedVersion()) return false;

@@ -17,10 +17,13 @@ namespace corvana {
 struct HelperInstaller {
   HelperInstaller() = delete;
 
-  /// There is no copy of the helper to install from.
-  class NoSourceBundle : public std::runtime_error {
+  class InstallError : public std::runtime_error {
    public:
-    NoSourceBundle() : std::runtime_error("could not find a helper to install") {}
+    /// There is no copy of the helper to install from.
+    static InstallError noSourceBundle() { return InstallError("could not find a helper to install"); }
+
+   private:
+    using std::runtime_error::runtime_error;
   };
 
   /// How long a running helper is given to end by itself.
@@ -29,8 +32,8 @@ struct HelperInstaller {
   using Wait = std::function<void(std::chrono::milliseconds)>;
 
   /// Installs the helper when it is missing or of another build, and whenever `force` is set. True when a copy was
-  /// made. Throws NoSourceBundle, std::filesystem::filesystem_error or ToolError; an old copy that was removed stays
-  /// removed.
+  /// made. Throws InstallError (which it has logged), std::filesystem::filesystem_error or ToolError; an old copy that
+  /// was removed stays removed.
   static bool installFromCreatorBundle(Workspace& workspace, bool force, const Wait& wait = sleep);
 
   static std::optional<std::string> installedVersion();

@@ -177,8 +177,10 @@ void HelperLink::teardown() {
 void HelperLink::launchHelper() {
   try {
     (void)HelperInstaller::installFromCreatorBundle(workspace_, false);
-  } catch (const std::exception&) {
-    // The installer has logged what is wrong. A helper that was installed before may do.
+  } catch (const HelperInstaller::InstallError&) {
+    // Logged already, and a helper that was installed before may do.
+  } catch (const std::exception& error) {
+    Log::ipc.error("helper could not be installed: ", error.what());
   }
   const OpenConfiguration configuration{
       .createsNewApplicationInstance = false, .activates = false, .addsToRecentItems = false};

@@ -57,7 +57,7 @@ class HelperInstallerTest : public testing::Test {
 };
 
 TEST_F(HelperInstallerTest, CopiesWhatIsMissingOrOfAnotherBuild) {
-  EXPECT_THROW(install(), HelperInstaller::NoSourceBundle);
+  EXPECT_THROW(install(), HelperInstaller::InstallError);
   EXPECT_THAT(log.lines(), Contains("creator error: helper not installed and no creator bundle to copy it from"));
   provideHelper("7");
   EXPECT_TRUE(install());
