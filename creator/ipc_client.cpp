@@ -35,7 +35,9 @@ std::string IPCClient::request(const std::string& op, const std::vector<std::str
     }
     const std::string value = field.substr(separator + 1);
     auto parsed = nlohmann::ordered_json::parse(value, nullptr, false);
-    message[field.substr(0, separator)] = parsed.is_discarded() ? nlohmann::ordered_json(value) : std::move(parsed);
+    const std::string key = field.substr(0, separator);
+    if (key == "id" || key == "op") throw std::invalid_argument("\"" + key + "\" is not for a field to set");
+    message[key] = parsed.is_discarded() ? nlohmann::ordered_json(value) : std::move(parsed);
   }
   return message.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
@@ -43,7 +45,7 @@ std::string IPCClient::request(const std::string& op, const std::vector<std::str
 IPCClient::Outcome IPCClient::exchange(const std::string& socketPath, const std::string& request,
                                        std::chrono::milliseconds timeout, bool follows,
                                        const std::function<void(std::string_view)>& onFrame) {
-  const UniqueFD connection = UnixSocket::connect(socketPath);
+  const UniqueFD connection = UnixSocket::connectToSameUser(socketPath);
   if (!writeFrame(connection.get(), request)) return Outcome::closed;
 
   const auto deadline = std::chrono::steady_clock::now() + timeout;

@@ -14,14 +14,15 @@ struct IPCClient {
   IPCClient() = delete;
 
   /// The request with id 1, that op and those fields, each "KEY=VALUE"; a value that is JSON is taken as such, any
-  /// other as text. Nothing is checked against what a helper understands. Throws std::invalid_argument for a field
-  /// without a key.
+  /// other as text. Beyond that nothing is checked against what a helper understands. Throws std::invalid_argument for
+  /// a field without a key.
   static std::string request(const std::string& op, const std::vector<std::string>& fields);
 
   enum class Outcome { answered, refused, timedOut, closed };
 
   /// Sends the request to the helper at `socketPath` and calls `onFrame` with each frame, in their order. Ends with the
-  /// answer to the request, unless `follows`, else with the connection or the time-out. Throws SocketError.
+  /// answer to the request, with the time-out or with the connection; only with the last when it `follows`. Throws
+  /// SocketError.
   static Outcome exchange(const std::string& socketPath, const std::string& request, std::chrono::milliseconds timeout,
                           bool follows, const std::function<void(std::string_view)>& onFrame);
 };

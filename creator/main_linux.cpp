@@ -91,6 +91,7 @@ struct WatchIPC {
       case IPCClient::Outcome::timedOut:
         throw std::runtime_error("no answer in time");
       case IPCClient::Outcome::closed:
+        if (follows || op == nameOf(Request::Op::bye)) return;  // as was to be expected
         throw std::runtime_error("the helper has closed the connection");
     }
   }

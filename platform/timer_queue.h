@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -18,8 +19,8 @@ class TimerQueue {
 
   /// A period of zero is that of a timer that fires once.
   [[nodiscard]] Timer add(TimePoint deadline, std::chrono::nanoseconds period, Task task) {
-    auto entry = std::make_shared<Entry>(Entry{std::move(task), period});
-    entries_->emplace(Key(deadline, nextNumber_++), entry);
+    auto entry = std::make_shared<Entry>(Entry{std::move(task), period, Key(deadline, nextNumber_++)});
+    entries_->emplace(entry->key, entry);
     return Timer(std::make_unique<Token>(std::move(entry), entries_));
   }
 
@@ -31,13 +32,14 @@ class TimerQueue {
   /// task makes no drift, and past those that were missed. False when none was due.
   bool fireNext(TimePoint now) {
     if (entries_->empty() || entries_->begin()->first.first > now) return false;
-    const auto node = entries_->extract(entries_->begin());
-    const std::shared_ptr<Entry> entry = node.mapped();  // the task may destroy its own token
+    // Held here, because the task may destroy its own token.
+    const std::shared_ptr<Entry> entry = entries_->extract(entries_->begin()).mapped();
     entry->task();
     if (entry->period.count() > 0 && !entry->isCancelled) {
-      const TimePoint deadline = node.key().first;
+      const TimePoint deadline = entry->key.first;
       const auto missed = (now - deadline) / entry->period;
-      entries_->emplace(Key(deadline + (missed + 1) * entry->period, nextNumber_++), entry);
+      entry->key = Key(deadline + (missed + 1) * entry->period, nextNumber_++);
+      entries_->emplace(entry->key, entry);
     }
     return true;
   }
@@ -45,10 +47,11 @@ class TimerQueue {
   std::size_t size() const { return entries_->size(); }
 
  private:
-  using Key = std::pair<TimePoint, int>;
+  using Key = std::pair<TimePoint, std::uint64_t>;
   struct Entry {
     Task task;
     std::chrono::nanoseconds period;
+    Key key;  // numbers are never used twice, so that a timer that has fired erases no other
     bool isCancelled = false;
   };
   using Entries = std::map<Key, std::shared_ptr<Entry>>;
@@ -59,9 +62,7 @@ class TimerQueue {
         : entry_(std::move(entry)), entries_(std::move(entries)) {}
     ~Token() override {
       entry_->isCancelled = true;
-      if (const auto entries = entries_.lock()) {
-        std::erase_if(*entries, [this](const auto& item) { return item.second == entry_; });
-      }
+      if (const auto entries = entries_.lock()) entries->erase(entry_->key);
     }
 
    private:
@@ -70,7 +71,7 @@ class TimerQueue {
   };
 
   std::shared_ptr<Entries> entries_ = std::make_shared<Entries>();
-  int nextNumber_ = 0;
+  std::uint64_t nextNumber_ = 0;
 };
 
 }  // namespace corvana

@@ -12,7 +12,7 @@ class ToolError : public std::runtime_error {
 };
 
 /// Runs an executable, given by its path, with these arguments and without a shell, and waits for its end. Its standard
-/// output and standard error come back together. Throws ToolError. Blocks; any thread.
+/// output and standard error come back together. Throws ToolError. Blocks; main thread.
 std::string runTool(const std::string& executable, const std::vector<std::string>& arguments);
 
 }  // namespace corvana

@@ -56,13 +56,7 @@ void HelperLink::attemptConnect() {
   const std::uint64_t attempt = ++generation_;
   if (!setState(State::connecting) || attempt != generation_) return;
   try {
-    UniqueFD descriptor = UnixSocket::connect(Corvana::socketPath());
-    // In a directory that others can write to, anybody could have taken the helper's place.
-    if (!UnixSocket::peerIsSameUser(descriptor.get())) {
-      Log::ipc.error("the helper's socket is served by another user");
-      throw SocketError::syscall("connect", EACCES);
-    }
-    startReading(std::move(descriptor));
+    startReading(UnixSocket::connectToSameUser(Corvana::socketPath()));
   } catch (const SocketError&) {
     if (!std::exchange(launchAttempted_, true)) launchHelper();
     return scheduleRetry();

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cassert>
 #include <cerrno>
 #include <utility>
 
@@ -32,6 +33,7 @@ bool prepare(int descriptor) {
 }  // namespace
 
 void SocketServer::start(const std::string& path) {
+  assert(run_ == nullptr);  // a server is stopped before it is started again
   UniqueFD listener = UnixSocket::listen(path, backlog);
   run_ = std::make_unique<Lifetime>();
   const auto onAccepted =
@@ -62,7 +64,7 @@ ReadQueue::Handler SocketServer::readerFor(const std::shared_ptr<ClientConnectio
     for (const Request& request : requests) {
       const auto connection = reference.lock();
       if (!connection || !clients_.contains(connection.get())) return;
-      if (const auto& callback = onRequest) callback(*connection, request);
+      if (const auto callback = onRequest) callback(*connection, request);
     }
   });
   const auto handleEnd = run_->guard([this, reference] {
@@ -98,7 +100,7 @@ void SocketServer::drop(const ClientConnection* client) {
 }
 
 void SocketServer::reportCount() {
-  if (const auto& callback = onClientCountChanged) callback(clients_.size());
+  if (const auto callback = onClientCountChanged) callback(clients_.size());
 }
 
 void SocketServer::broadcast(const Event& event, const Predicate& predicate) {

@@ -72,6 +72,12 @@ UniqueFD UnixSocket::connect(const std::string& path) {
   return descriptor;
 }
 
+UniqueFD UnixSocket::connectToSameUser(const std::string& path) {
+  UniqueFD descriptor = connect(path);
+  if (!peerIsSameUser(descriptor.get())) throw SocketError::syscall("connect", EACCES);
+  return descriptor;
+}
+
 void UnixSocket::setNonBlocking(int descriptor) {
   const int flags = ::fcntl(descriptor, F_GETFL);
   (void)::fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);

@@ -37,6 +37,10 @@ struct UnixSocket {
   /// and ECONNREFUSED mean that nobody listens.
   static UniqueFD connect(const std::string& path);
 
+  /// As `connect`, and throws EACCES when another user serves the socket: in a directory that others can write to,
+  /// anybody could have taken the helper's place.
+  static UniqueFD connectToSameUser(const std::string& path);
+
   /// Makes the descriptor non-blocking, and its writes safe from SIGPIPE.
   static void setNonBlocking(int descriptor);
 

@@ -50,22 +50,29 @@ std::uint64_t microseconds(std::chrono::steady_clock::time_point time) {
 
 EventLoop::EventLoop() : wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   if (!wakeUp_) throw std::system_error(errno, std::generic_category(), "eventfd");
-  check(::sd_event_new(&event_), "sd_event_new");
+  sd_event* event = nullptr;
+  check(::sd_event_new(&event), "sd_event_new");
+  event_.reset(event);
   const auto onAlarm = [](sd_event_source*, std::uint64_t, void* loop) noexcept {
     static_cast<EventLoop*>(loop)->onAlarm();
     return 0;
   };
   constexpr std::uint64_t accuracy = 1;  // microseconds
-  check(::sd_event_add_time(event_, &alarm_, CLOCK_MONOTONIC, 0, accuracy, onAlarm, this), "sd_event_add_time");
-  check(::sd_event_source_set_enabled(alarm_, SD_EVENT_OFF), "sd_event_source_set_enabled");
+  sd_event_source* alarm = nullptr;
+  check(::sd_event_add_time(event, &alarm, CLOCK_MONOTONIC, 0, accuracy, onAlarm, this), "sd_event_add_time");
+  alarm_.reset(alarm);
+  check(::sd_event_source_set_enabled(alarm_.get(), SD_EVENT_OFF), "sd_event_source_set_enabled");
   // Edge-triggered: each write wakes the loop once, and the counter need never be read.
   wakeUpWatch_ = watchIO(wakeUp_.get(), EPOLLIN | EPOLLET, [this] { runPosted(); });
 }
 
-EventLoop::~EventLoop() {
-  wakeUpWatch_ = {};
-  ::sd_event_source_disable_unref(alarm_);
-  ::sd_event_unref(event_);
+EventLoop::~EventLoop() = default;
+
+void EventLoop::Unref::operator()(sd_event* event) const {
+  ::sd_event_unref(event);
+}
+void EventLoop::Unref::operator()(sd_event_source* source) const {
+  ::sd_event_source_disable_unref(source);
 }
 
 void EventLoop::assertMainThread() const {
@@ -113,14 +120,14 @@ Timer EventLoop::startTimer(std::chrono::nanoseconds delay, std::chrono::nanosec
 void EventLoop::armAlarm() {
   const auto deadline = timers_.nextDeadline();
   if (!deadline) return;
-  check(::sd_event_source_set_time(alarm_, microseconds(*deadline)), "sd_event_source_set_time");
-  check(::sd_event_source_set_enabled(alarm_, SD_EVENT_ONESHOT), "sd_event_source_set_enabled");
+  check(::sd_event_source_set_time(alarm_.get(), microseconds(*deadline)), "sd_event_source_set_time");
+  check(::sd_event_source_set_enabled(alarm_.get(), SD_EVENT_ONESHOT), "sd_event_source_set_enabled");
 }
 
 void EventLoop::onAlarm() {
   // Only what is due now: a timer that is set up meanwhile has its turn after the other events.
   const auto due = now();
-  while (::sd_event_get_state(event_) == SD_EVENT_RUNNING && timers_.fireNext(due)) {
+  while (::sd_event_get_state(event_.get()) == SD_EVENT_RUNNING && timers_.fireNext(due)) {
   }
   armAlarm();
 }
@@ -132,7 +139,8 @@ Watch EventLoop::whenReadable(int descriptor, Task task) {
 Watch EventLoop::watchIO(int descriptor, std::uint32_t events, Task task) {
   assertMainThread();
   auto source = std::make_unique<Source>(std::move(task));
-  check(::sd_event_add_io(event_, source->slot(), descriptor, events, &Source::onIO, source.get()), "sd_event_add_io");
+  check(::sd_event_add_io(event_.get(), source->slot(), descriptor, events, &Source::onIO, source.get()),
+        "sd_event_add_io");
   return Watch(std::move(source));
 }
 
@@ -143,13 +151,14 @@ Watch EventLoop::onSignal(int signal, Task task) {
   ::sigaddset(&signals, signal);
   check(-::pthread_sigmask(SIG_BLOCK, &signals, nullptr), "pthread_sigmask");
   auto source = std::make_unique<Source>(std::move(task));
-  check(::sd_event_add_signal(event_, source->slot(), signal, &Source::onSignal, source.get()), "sd_event_add_signal");
+  check(::sd_event_add_signal(event_.get(), source->slot(), signal, &Source::onSignal, source.get()),
+        "sd_event_add_signal");
   return Timer(std::move(source));
 }
 
 int EventLoop::run() {
   assertMainThread();
-  const int code = ::sd_event_loop(event_);
+  const int code = ::sd_event_loop(event_.get());
   check(code, "sd_event_loop");
   return code;
 }
@@ -157,12 +166,12 @@ int EventLoop::run() {
 void EventLoop::runUntil(const std::function<bool()>& condition) {
   assertMainThread();
   constexpr auto forEver = ~std::uint64_t{0};
-  while (!condition()) check(::sd_event_run(event_, forEver), "sd_event_run");
+  while (!condition()) check(::sd_event_run(event_.get(), forEver), "sd_event_run");
 }
 
 void EventLoop::quit(int exitCode) {
   assertMainThread();
-  check(::sd_event_exit(event_, exitCode), "sd_event_exit");
+  check(::sd_event_exit(event_.get(), exitCode), "sd_event_exit");
 }
 
 }  // namespace corvana

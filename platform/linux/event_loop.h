@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -56,8 +57,13 @@ class EventLoop final : public Scheduler, public Clock {
   void runPosted();
   void assertMainThread() const;
 
-  sd_event* event_ = nullptr;
-  sd_event_source* alarm_ = nullptr;
+  struct Unref {
+    void operator()(sd_event* event) const;
+    void operator()(sd_event_source* source) const;
+  };
+
+  std::unique_ptr<sd_event, Unref> event_;
+  std::unique_ptr<sd_event_source, Unref> alarm_;
   TimerQueue timers_;
   std::thread::id mainThread_ = std::this_thread::get_id();
   UniqueFD wakeUp_;

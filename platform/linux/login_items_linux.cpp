@@ -40,23 +40,38 @@ fs::path wantFor(std::string_view identifier) {
   return unit.parent_path() / "graphical-session.target.wants" / unit.filename();
 }
 
+/// Written beside its place and moved there: a half-written entry would have forgotten the user's choice.
 void write(const fs::path& file, const std::string& content) {
   fs::create_directories(file.parent_path());
-  std::ofstream stream(file, std::ios::binary);
+  const fs::path fresh = file.parent_path() / ("." + file.filename().string() + ".new");
+  std::ofstream stream(fresh, std::ios::binary);
   stream << content;
   stream.close();
   if (!stream) throw std::runtime_error(file.string() + " cannot be written");
+  fs::rename(fresh, file);
 }
 
-/// In quotes, with what has a meaning to systemd escaped (systemd.service(5), systemd.unit(5)).
-std::string quotedForUnit(const fs::path& program) {
+/// In quotes, with what has a meaning to systemd escaped (systemd.service(5), systemd.unit(5)). Variables are replaced
+/// in arguments, but not in the program's own path.
+std::string quotedForUnit(const fs::path& word, bool isArgument) {
   std::string result = "\"";
-  for (const char c : program.string()) {
+  for (const char c : word.string()) {
     if (c == '"' || c == '\\') result += '\\';
-    if (c == '%' || c == '$') result += c;
+    if (c == '%' || (isArgument && c == '$')) result += c;
     result += c;
   }
   return result + "\"";
+}
+
+std::string unitContent(const fs::path& program, const fs::path& entry) {
+  return "[Unit]\nDescription=Corvana Helper\nPartOf=graphical-session.target\nAfter=graphical-session.target\n\n"
+         "[Service]\n"
+         // Desktops know the autostart entry only: who switches that off has switched off the unit.
+         "ExecCondition=/bin/sh -c '! grep -Eqx \"Hidden=true|X-GNOME-Autostart-enabled=false\" \"$$1\"' sh " +
+         quotedForUnit(entry, true) + "\nExecStart=" + quotedForUnit(program, false) +
+         // An installation that replaces the helper ends it the hard way, and does not want it back meanwhile.
+         "\nRestart=on-failure\nRestartPreventExitStatus=SIGKILL\nSlice=app.slice\n\n"
+         "[Install]\nWantedBy=graphical-session.target\n";
 }
 
 void reloadUnits() {
@@ -101,11 +116,7 @@ void LoginItemsLinux::add(std::string_view bundleIdentifier) {
   write(entryFor(bundleIdentifier), std::string(text.get(), length));
   if (!hasUnit) return;
 
-  write(unitFor(bundleIdentifier),
-        "[Unit]\nDescription=Corvana Helper\nPartOf=graphical-session.target\nAfter=graphical-session.target\n\n"
-        "[Service]\nExecStart=" +
-            quotedForUnit(bundle->executable) +
-            "\nRestart=on-failure\nSlice=app.slice\n\n[Install]\nWantedBy=graphical-session.target\n");
+  write(unitFor(bundleIdentifier), unitContent(bundle->executable, entryFor(bundleIdentifier)));
   const fs::path want = wantFor(bundleIdentifier);
   fs::create_directories(want.parent_path());
   fs::remove(want);

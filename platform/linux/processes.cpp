@@ -1,5 +1,8 @@
 #include "platform/linux/processes.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <string>
 
 namespace corvana::processes {
@@ -18,7 +21,9 @@ void forEach(const std::function<bool(pid_t)>& visit) {
   // A process that ends while the folder is read is just not met.
   for (std::filesystem::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
     const auto process = numberFrom<pid_t>(entry->path().filename().string());
-    if (process && !visit(*process)) return;
+    struct stat status {};
+    const bool isOurs = process && ::stat(entry->path().c_str(), &status) == 0 && status.st_uid == ::getuid();
+    if (isOurs && !visit(*process)) return;
   }
 }
 

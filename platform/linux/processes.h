@@ -24,7 +24,7 @@ std::optional<Number> numberFrom(std::string_view text) {
 /// be looked into, as other users' processes.
 std::optional<std::filesystem::path> executable(pid_t process);
 
-/// Visits all processes until `visit` returns false.
+/// Visits this user's processes until `visit` returns false.
 void forEach(const std::function<bool(pid_t)>& visit);
 
 }  // namespace corvana::processes

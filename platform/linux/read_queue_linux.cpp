@@ -6,6 +6,8 @@
 #include <future>
 #include <map>
 #include <mutex>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "platform/linux/event_loop.h"
@@ -16,20 +18,24 @@ class ReadQueueLinux::Worker {
  public:
   /// Serves the queue on the calling thread until `stop`; tells `ready` when it can be used.
   void run(std::promise<void>& ready) {
+    std::optional<EventLoop> loop;
     try {
-      EventLoop loop;
-      {
-        const std::lock_guard lock(mutex_);
-        loop_ = &loop;
-      }
-      ready.set_value();
-      loop.run();
-      const std::lock_guard lock(mutex_);
-      loop_ = nullptr;
-      watched_.clear();  // before the loop that they are registered with
+      loop.emplace();
     } catch (...) {
       ready.set_exception(std::current_exception());
+      return;
     }
+    {
+      const std::lock_guard lock(mutex_);
+      loop_ = &*loop;
+    }
+    ready.set_value();  // not to be touched any more
+    loop->run();
+    {
+      const std::lock_guard lock(mutex_);
+      loop_ = nullptr;
+    }
+    watched_.clear();  // before the loop that they are registered with, and unlocked: handlers may own watches
   }
 
   void stop() {
@@ -67,7 +73,12 @@ class ReadQueueLinux::Worker {
   /// On the loop's thread from here on.
   void arm(Watched& entry) {
     entry.pause = {};
-    entry.watch = loop_->whenReadable(entry.descriptor.get(), [this, &entry] { onReadable(entry); });
+    try {
+      entry.watch = loop_->whenReadable(entry.descriptor.get(), [this, &entry] { onReadable(entry); });
+    } catch (const std::system_error&) {
+      // The system has no room for it now; it is not given up for that.
+      entry.pause = loop_->after(std::chrono::milliseconds(100), [this, &entry] { arm(entry); });
+    }
   }
 
   void onReadable(Watched& entry) {

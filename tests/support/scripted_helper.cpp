@@ -20,6 +20,7 @@
 
 int main() {
   using namespace corvana;
+  ::alarm(120);  // outlives no test by long
   Corvana::ensureSupportDirectory();
   SingleInstanceLock lock;
   if (!lock.acquire(Corvana::lockURL())) return 3;
