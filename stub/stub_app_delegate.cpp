@@ -27,7 +27,7 @@ std::string displayNameOf(const Bundle& bundle) {
       if (const auto* name = find<std::string>(plist, key)) return *name;
     }
   } catch (const std::runtime_error&) {
-    // Reading the configuration has logged what is wrong with the bundle.
+    // Reading the configuration has logged it, unless that came from a file of its own; the app then runs well enough.
   }
   return "Corvana App";
 }

@@ -1,18 +1,14 @@
 #include "platform/linux/desktop_entry.h"
 
-#include <glib.h>
-
 #include <memory>
 
 #include "platform/files.h"
+#include "platform/linux/key_file.h"
 #include "platform/linux/xdg_directories.h"
 
 namespace corvana {
 namespace {
 
-struct FreeKeyFile {
-  void operator()(GKeyFile* file) const { ::g_key_file_unref(file); }
-};
 struct FreeString {
   void operator()(char* text) const { ::g_free(text); }
 };
@@ -110,7 +106,7 @@ std::string expand(const ExecWord& word, const DesktopEntry& entry) {
 }  // namespace
 
 DesktopEntry DesktopEntry::read(const std::filesystem::path& file) {
-  const std::unique_ptr<GKeyFile, FreeKeyFile> keys(::g_key_file_new());
+  const KeyFile keys(::g_key_file_new());
   GError* rawError = nullptr;
   constexpr std::size_t maximumBytes = 1 << 20;
   std::string content;

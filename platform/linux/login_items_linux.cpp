@@ -1,7 +1,6 @@
 #include "platform/linux/login_items_linux.h"
 
-#include <glib.h>
-
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -9,6 +8,7 @@
 
 #include "platform/linux/application_bundle.h"
 #include "platform/linux/desktop_entry.h"
+#include "platform/linux/key_file.h"
 #include "platform/linux/systemd_user.h"
 #include "platform/linux/xdg_directories.h"
 #include "platform/tools.h"
@@ -17,11 +17,6 @@ namespace corvana {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct FreeKeyFile {
-  void operator()(GKeyFile* file) const { ::g_key_file_unref(file); }
-};
-using KeyFile = std::unique_ptr<GKeyFile, FreeKeyFile>;
 
 constexpr const char* group = G_KEY_FILE_DESKTOP_GROUP;
 constexpr const char* gnomeSwitch = "X-GNOME-Autostart-enabled";
