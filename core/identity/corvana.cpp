@@ -1,5 +1,6 @@
 #include "core/identity/corvana.h"
 
+#include "platform/ascii.h"
 #include "platform/files.h"
 #include "platform/user_directories.h"
 #include "platform/uuid.h"
@@ -13,7 +14,7 @@ constexpr std::string_view applicationSupport = "Library/Application Support";
 std::string digitsOf(const std::string& uuid) {
   std::string digits;
   for (const char c : uuid) {
-    if (c != '-') digits += c >= 'A' && c <= 'F' ? static_cast<char>(c - 'A' + 'a') : c;
+    if (c != '-') digits += ascii::lowercased(c);
   }
   return digits;
 }

@@ -1,5 +1,10 @@
 #include "core/identity/json_coding.h"
 
+#include <date/date.h>
+
+#include <limits>
+#include <sstream>
+
 namespace corvana {
 namespace {
 
@@ -42,8 +47,69 @@ void decode(const json& value, std::string& result) {
   result = value.get_ref<const std::string&>();
 }
 
+void decode(const json& value, std::int64_t& result) {
+  if (!value.is_number()) throw mismatch("an integer", value);
+  const auto fail = [&value] { throw DecodingError("expected an integer of 64 bits, found " + value.dump()); };
+  if (value.is_number_float()) {
+    constexpr double limit = 9'223'372'036'854'775'808.0;  // 2^63, which is exact
+    const double number = value.get<double>();
+    if (!(number >= -limit && number < limit) || number != static_cast<double>(static_cast<std::int64_t>(number))) {
+      fail();
+    }
+    result = static_cast<std::int64_t>(number);
+    return;
+  }
+  if (value.is_number_unsigned() &&
+      value.get<std::uint64_t>() > std::uint64_t{std::numeric_limits<std::int64_t>::max()}) {
+    fail();
+  }
+  result = value.get<std::int64_t>();
+}
+
+void decode(const json& value, UUID& result) {
+  std::string text;
+  decode(value, text);
+  const auto uuid = UUID::parse(text);
+  if (!uuid) throw DecodingError("expected a UUID of 36 characters, found \"" + text + "\"");
+  result = *uuid;
+}
+
+void decode(const json& value, std::chrono::sys_seconds& result) {
+  std::string text;
+  decode(value, text);
+  // An offset, or Z for none; the library's %Ez reads only the first.
+  const std::string numeric = text.ends_with('Z') ? text.substr(0, text.size() - 1) + "+00:00" : text;
+  std::istringstream stream(numeric);
+  date::sys_time<std::chrono::microseconds> time;
+  stream >> date::parse("%FT%T%Ez", time);
+  if (stream.fail() || stream.peek() != std::istringstream::traits_type::eof()) {
+    throw DecodingError("expected a date like 2026-01-02T03:04:05Z, found \"" + text + "\"");
+  }
+  result = std::chrono::floor<std::chrono::seconds>(time);
+}
+
+json encode(const UUID& value) {
+  return value.string();
+}
+
+json encode(const std::chrono::sys_seconds& value) {
+  return date::format("%FT%TZ", value);
+}
+
+void requireArray(const json& value) {
+  if (!value.is_array()) throw mismatch("an array", value);
+}
+
+void requireObject(const json& value) {
+  if (!value.is_object()) throw mismatch("an object", value);
+}
+
+std::string documentText(const json& document) {
+  return document.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
 FieldReader::FieldReader(const json& object) : object_(object) {
-  if (!object.is_object()) throw mismatch("an object", object);
+  requireObject(object);
 }
 
 const json* FieldReader::valueUnder(const char* key) const {

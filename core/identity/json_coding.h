@@ -1,6 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <concepts>
+#include <cstdint>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
@@ -8,8 +11,10 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "core/identity/enum_names.h"
+#include "core/identity/uuid.h"
 
 /// How records are read from JSON and written to it. A record has one function template
 /// `fields(record, visitor)` beside its coder, which names each of its fields once, by kind:
@@ -38,9 +43,29 @@ class DecodingError : public std::runtime_error {
 /// Parses a whole document. Throws DecodingError with line and column when the text is no JSON (UTF-8, RFC 8259).
 nlohmann::json parseJSON(std::string_view text);
 
+/// The text of a document: indented, with sorted keys. Bytes in strings that are no UTF-8 become U+FFFD, so that one
+/// bad name cannot keep a whole document from being saved.
+std::string documentText(const nlohmann::json& document);
+
 // One function for each type that a field may have. Each throws DecodingError unless the value has just that type.
 void decode(const nlohmann::json& value, bool& result);
 void decode(const nlohmann::json& value, std::string& result);
+/// Any number with an integer value in range, so 1.0 and 1e3, too.
+void decode(const nlohmann::json& value, std::int64_t& result);
+void decode(const nlohmann::json& value, UUID& result);
+/// ISO 8601 in the profile of RFC 3339, to the second: "2026-01-02T03:04:05Z", or with an offset; a fraction is
+/// dropped.
+void decode(const nlohmann::json& value, std::chrono::sys_seconds& result);
+
+/// The elements' own functions are found where a record's source declares them.
+template <class T>
+void decode(const nlohmann::json& value, std::vector<T>& result);
+template <class T>
+void decode(const nlohmann::json& value, std::map<std::string, T>& result);
+
+/// Throw DecodingError when the value is of another kind.
+void requireArray(const nlohmann::json& value);
+void requireObject(const nlohmann::json& value);
 
 template <class Enum>
 requires std::is_enum_v<Enum>
@@ -52,11 +77,55 @@ void decode(const nlohmann::json& value, Enum& result) {
   result = *found;
 }
 
+template <class T>
+void decode(const nlohmann::json& value, std::vector<T>& result) {
+  requireArray(value);
+  result.clear();
+  result.reserve(value.size());
+  for (const nlohmann::json& element : value) {
+    try {
+      decode(element, result.emplace_back());
+    } catch (const DecodingError& error) {
+      throw DecodingError("[" + std::to_string(result.size() - 1) + "]", error);
+    }
+  }
+}
+
+template <class T>
+void decode(const nlohmann::json& value, std::map<std::string, T>& result) {
+  requireObject(value);
+  result.clear();
+  for (const auto& [key, element] : value.items()) {
+    try {
+      decode(element, result[key]);
+    } catch (const DecodingError& error) {
+      throw DecodingError(key, error);
+    }
+  }
+}
+
 nlohmann::json encode(const std::same_as<bool> auto& value) {
+  return value;
+}
+nlohmann::json encode(const std::same_as<std::int64_t> auto& value) {
   return value;
 }
 inline nlohmann::json encode(const std::string& value) {
   return value;
+}
+nlohmann::json encode(const UUID& value);
+nlohmann::json encode(const std::chrono::sys_seconds& value);
+template <class T>
+nlohmann::json encode(const std::vector<T>& values) {
+  nlohmann::json array = nlohmann::json::array();
+  for (const T& value : values) array.push_back(encode(value));
+  return array;
+}
+template <class T>
+nlohmann::json encode(const std::map<std::string, T>& values) {
+  nlohmann::json object = nlohmann::json::object();
+  for (const auto& [key, value] : values) object[key] = encode(value);
+  return object;
 }
 template <class Enum>
 requires std::is_enum_v<Enum> nlohmann::json encode(const Enum& value) {

@@ -3,23 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/ascii.h"
+
 namespace corvana {
 namespace {
 
-bool isLetter(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
-}
-
-/// The value of a hexadecimal digit, else -1.
-int hexadecimal(char c) {
-  if (isDigit(c)) return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
+using ascii::isDigit;
+using ascii::isLetter;
 
 /// The text before the first colon if it has the form of a scheme, else empty.
 std::string_view schemeOf(std::string_view text) {
@@ -41,14 +31,13 @@ std::optional<URL> URL::absolute(std::string text) {
 
 URL URL::file(const std::filesystem::path& path) {
   constexpr std::string_view plain = "/-._~!$&'()*+,;=:@";
-  constexpr char digits[] = "0123456789ABCDEF";
   std::string text = "file://";
   for (const char c : path.string()) {
     if (isLetter(c) || isDigit(c) || plain.find(c) != std::string_view::npos) {
       text += c;
     } else {
-      const auto byte = static_cast<unsigned char>(c);
-      text.append({'%', digits[byte >> 4], digits[byte & 0xF]});
+      text += '%';
+      ascii::appendHexadecimal(text, static_cast<unsigned char>(c), ascii::upperCaseDigits);
     }
   }
   return URL(std::move(text));
@@ -56,8 +45,7 @@ URL URL::file(const std::filesystem::path& path) {
 
 bool URL::isFileURL() const {
   const std::string_view scheme = schemeOf(text_);
-  return std::ranges::equal(scheme, std::string_view("file"), {},
-                            [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return std::ranges::equal(scheme, std::string_view("file"), {}, ascii::lowercased);
 }
 
 std::string URL::fileSystemPath() const {
@@ -69,15 +57,7 @@ std::string URL::fileSystemPath() const {
     rest = pathStart == std::string_view::npos ? std::string_view() : rest.substr(pathStart);
   }
 
-  std::string path;
-  for (std::size_t i = 0; i < rest.size(); ++i) {
-    if (rest[i] == '%' && i + 2 < rest.size() && hexadecimal(rest[i + 1]) >= 0 && hexadecimal(rest[i + 2]) >= 0) {
-      path += static_cast<char>(hexadecimal(rest[i + 1]) * 16 + hexadecimal(rest[i + 2]));
-      i += 2;
-    } else {
-      path += rest[i];
-    }
-  }
+  std::string path = ascii::percentDecoded(rest);
   return path.starts_with('/') ? path : "/" + path;
 }
 

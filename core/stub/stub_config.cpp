@@ -1,5 +1,6 @@
 #include "core/stub/stub_config.h"
 
+#include "core/identity/field_hasher.h"
 #include "core/identity/json_coding.h"
 #include "core/identity/log.h"
 #include "platform/files.h"
@@ -23,23 +24,6 @@ void fields(Config& config, Visitor& visitor) {
   visitor.defaulted("symbolStyle", config.symbolStyle);
   visitor.defaulted("iconStyle", config.iconStyle);
 }
-
-/// The visitor that folds all fields into a hash value.
-class FieldHasher {
- public:
-  void required(const char*, const auto& field) { add(field); }
-  void defaulted(const char*, const auto& field) { add(field); }
-  void optional(const char*, const auto& field) { add(field); }
-  std::size_t value() const { return value_; }
-
- private:
-  template <class T>
-  void add(const T& field) {
-    value_ = value_ * 31 + std::hash<T>()(field);
-  }
-
-  std::size_t value_ = 0;
-};
 
 /// Takes a value of type T from the property list; one of another type stays out and is logged.
 template <class T>

@@ -1,11 +1,11 @@
 #include "platform/linux/login_items_linux.h"
 
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
+#include "platform/files.h"
 #include "platform/linux/application_bundle.h"
 #include "platform/linux/desktop_entry.h"
 #include "platform/linux/key_file.h"
@@ -35,15 +35,10 @@ fs::path wantFor(std::string_view identifier) {
   return unit.parent_path() / "graphical-session.target.wants" / unit.filename();
 }
 
-/// Written beside its place and moved there: a half-written entry would have forgotten the user's choice.
+/// As a whole: a half-written entry would have forgotten the user's choice.
 void write(const fs::path& file, const std::string& content) {
   fs::create_directories(file.parent_path());
-  const fs::path fresh = file.parent_path() / ("." + file.filename().string() + ".new");
-  std::ofstream stream(fresh, std::ios::binary);
-  stream << content;
-  stream.close();
-  if (!stream) throw std::runtime_error(file.string() + " cannot be written");
-  fs::rename(fresh, file);
+  files::replace(file, content);
 }
 
 /// In quotes, with what has a meaning to systemd escaped (systemd.service(5), systemd.unit(5)). Variables are replaced

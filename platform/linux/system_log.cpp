@@ -13,6 +13,8 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/ascii.h"
+
 namespace corvana {
 namespace {
 
@@ -93,8 +95,8 @@ std::string logLine(const LogRecord& record) {
       line += c;
       continue;
     }
-    constexpr char digits[] = "0123456789abcdef";
-    line.append("\\x").append({digits[byte >> 4], digits[byte & 0xF]});
+    line += "\\x";
+    ascii::appendHexadecimal(line, byte, ascii::lowerCaseDigits);
   }
   return line;
 }

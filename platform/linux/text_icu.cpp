@@ -1,15 +1,21 @@
 #include <unicode/brkiter.h>
 #include <unicode/locid.h>
+#include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
 #include <memory>
 #include <stdexcept>
 
+#include "platform/ascii.h"
 #include "platform/text.h"
 
 namespace corvana::text {
 namespace {
+
+[[noreturn]] void fail(UErrorCode status) {
+  throw std::runtime_error(std::string("no Unicode data: ") + u_errorName(status));
+}
 
 icu::UnicodeString decode(std::string_view utf8) {
   return icu::UnicodeString::fromUTF8(icu::StringPiece(utf8.data(), static_cast<std::int32_t>(utf8.size())));
@@ -27,11 +33,25 @@ std::string lowercased(std::string_view utf8) {
   return encode(decode(utf8).toLower(icu::Locale::getRoot()));
 }
 
+std::string folded(std::string_view utf8) {
+  if (ascii::isASCII(utf8)) {  // nearly every address, and a hundred times faster
+    std::string result(utf8);
+    ascii::lowercase(result);
+    return result;
+  }
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Normalizer2* composer = icu::Normalizer2::getNFCInstance(status);
+  if (U_FAILURE(status)) fail(status);
+  const icu::UnicodeString composed = composer->normalize(decode(utf8).toLower(icu::Locale::getRoot()), status);
+  if (U_FAILURE(status)) fail(status);
+  return encode(composed);
+}
+
 std::vector<Character> characters(std::string_view utf8) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<icu::BreakIterator> boundaries(
       icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-  if (U_FAILURE(status)) throw std::runtime_error(std::string("no Unicode data: ") + u_errorName(status));
+  if (U_FAILURE(status)) fail(status);
 
   const icu::UnicodeString text = decode(utf8);
   boundaries->setText(text);

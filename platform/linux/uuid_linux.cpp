@@ -2,6 +2,7 @@
 
 #include <system_error>
 
+#include "platform/ascii.h"
 #include "platform/uuid.h"
 
 namespace corvana {
@@ -11,12 +12,10 @@ std::string randomUUID() {
   if (const int result = ::sd_id128_randomize(&id); result < 0) {
     throw std::system_error(-result, std::generic_category(), "no random numbers");
   }
-  constexpr char digits[] = "0123456789ABCDEF";
   std::string text;
   for (std::size_t i = 0; i < sizeof id.bytes; ++i) {
     if (i == 4 || i == 6 || i == 8 || i == 10) text += '-';
-    text += digits[id.bytes[i] >> 4];
-    text += digits[id.bytes[i] & 0xF];
+    ascii::appendHexadecimal(text, id.bytes[i], ascii::upperCaseDigits);
   }
   return text;
 }

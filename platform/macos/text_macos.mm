@@ -43,6 +43,12 @@ std::string lowercased(std::string_view utf8) {
   }
 }
 
+std::string folded(std::string_view utf8) {
+  @autoreleasepool {
+    return utf8From(decode(utf8).lowercaseString.precomposedStringWithCanonicalMapping);
+  }
+}
+
 std::vector<Character> characters(std::string_view utf8) {
   @autoreleasepool {
     NSString* string = decode(utf8);

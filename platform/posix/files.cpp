@@ -5,9 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <system_error>
+#include <utility>
 
+#include "platform/posix/file_system.h"
 #include "platform/unique_fd.h"
+#include "platform/uuid.h"
 
 namespace corvana::files {
 namespace {
@@ -16,9 +20,99 @@ namespace {
   throw std::filesystem::filesystem_error(what, file, std::error_code(error, std::generic_category()));
 }
 
+constexpr std::string_view temporarySuffix = ".new";
+
+/// Begins the names of the temporary files that become `file`.
+std::string temporaryPrefix(const std::filesystem::path& file) {
+  return "." + file.filename().string() + ".";
+}
+
+/// A new file that is gone again unless it is given its place.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(std::filesystem::path path)
+      : path_(std::move(path)),
+        descriptor_(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600)) {
+    if (!descriptor_) fail("cannot create", path_, errno);
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    if (!isPlaced_) (void)::unlink(path_.c_str());  // nothing more can be done about it here
+  }
+
+  void write(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t count = ::write(descriptor_.get(), bytes.data(), bytes.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) fail("cannot write", path_, errno);
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+  }
+
+  ModificationDate date() const {
+    struct stat status {};
+    if (::fstat(descriptor_.get(), &status) != 0) fail("cannot examine", path_, errno);
+    return modificationDateOf(status);
+  }
+
+  /// Two files written within one tick of the file system's clock would have the same date, and one written after the
+  /// clock was set back an earlier one.
+  void makeLaterThan(const ModificationDate& other) {
+    constexpr std::int64_t nanosecondsInASecond = 1'000'000'000;
+    if (other.seconds > std::int64_t{1} << 40) return;  // nonsense, and near the end of what can be expressed
+    // File systems that keep less than nanoseconds round down; the coarsest keeps every other second.
+    for (const std::int64_t step : {std::int64_t{1}, std::int64_t{1'000}, 2 * nanosecondsInASecond}) {
+      if (date() > other) return;
+      const std::int64_t nanoseconds = other.nanoseconds + step;
+      const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT},
+                                {.tv_sec = other.seconds + nanoseconds / nanosecondsInASecond,
+                                 .tv_nsec = nanoseconds % nanosecondsInASecond}};
+      if (::futimens(descriptor_.get(), times) != 0) fail("cannot set the date of", path_, errno);
+    }
+  }
+
+  void moveTo(const std::filesystem::path& place) {
+    if (synchronize(descriptor_.get()) != 0) fail("cannot write", path_, errno);
+    if (::rename(path_.c_str(), place.c_str()) != 0) fail("cannot replace", place, errno);
+    isPlaced_ = true;
+  }
+
+ private:
+  std::filesystem::path path_;
+  UniqueFD descriptor_;
+  bool isPlaced_ = false;
+};
+
+/// Removes the temporary files of writers that ended before they were done. Those of the last hour may be in use.
+void removeLeftovers(const std::filesystem::path& file) {
+  const auto limit = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+  const std::string prefix = temporaryPrefix(file);
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(file.parent_path(), error), end; !error && entry != end;
+       entry.increment(error)) {
+    const std::string name = entry->path().filename().string();
+    std::error_code ignored;
+    if (name.starts_with(prefix) && name.ends_with(temporarySuffix) && entry->last_write_time(ignored) < limit &&
+        !ignored) {
+      std::filesystem::remove(entry->path(), ignored);
+    }
+  }
+}
+
 }  // namespace
 
+std::optional<ModificationDate> modificationDate(const std::filesystem::path& file) {
+  struct stat status {};
+  if (::stat(file.c_str(), &status) != 0) return std::nullopt;
+  return modificationDateOf(status);
+}
+
 std::string read(const std::filesystem::path& file, std::size_t maximumBytes) {
+  return readDated(file, maximumBytes).bytes;
+}
+
+DatedContent readDated(const std::filesystem::path& file, std::size_t maximumBytes) {
   const UniqueFD fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!fd) fail("cannot open", file, errno);
   struct stat status {};
@@ -26,16 +120,29 @@ std::string read(const std::filesystem::path& file, std::size_t maximumBytes) {
   if (S_ISDIR(status.st_mode)) fail("cannot read", file, EISDIR);
   if (!S_ISREG(status.st_mode)) fail("not a regular file", file, EINVAL);
 
-  std::string bytes;
+  DatedContent content{.bytes = {}, .date = modificationDateOf(status)};
+  std::string& bytes = content.bytes;
   char chunk[16'384];
   while (true) {
     const ssize_t count = ::read(fd.get(), chunk, sizeof chunk);
-    if (count == 0) return bytes;
+    if (count == 0) return content;
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) fail("cannot read", file, errno);
     if (bytes.size() + static_cast<std::size_t>(count) > maximumBytes) fail("larger than expected", file, EFBIG);
     bytes.append(chunk, static_cast<std::size_t>(count));
   }
+}
+
+void replace(const std::filesystem::path& file, std::string_view bytes) {
+  TemporaryFile fresh(file.parent_path() / (temporaryPrefix(file) + randomUUID() + std::string(temporarySuffix)));
+  fresh.write(bytes);
+  if (const auto replaced = modificationDate(file)) fresh.makeLaterThan(*replaced);
+  fresh.moveTo(file);
+
+  // The new file is in its place. Were its folder's entry lost to a power failure, the old one would be there, whole.
+  const UniqueFD folder(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder) (void)synchronize(folder.get());
+  removeLeftovers(file);
 }
 
 void createPrivateDirectories(const std::filesystem::path& directory) {

@@ -16,15 +16,13 @@
 #include "platform/linux/read_queue_linux.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/fakes/recording_log.h"
+#include "tests/support/stress.h"
 #include "tests/support/temporary_home.h"
 
 namespace corvana {
 namespace {
 
-int rounds(int standard) {
-  const char* factor = std::getenv("CORVANA_STRESS");
-  return factor == nullptr ? standard : standard * std::atoi(factor);
-}
+using support::rounds;
 
 std::size_t openDescriptors() {
   const auto listing = std::filesystem::directory_iterator("/proc/self/fd");

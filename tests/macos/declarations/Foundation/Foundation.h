@@ -41,6 +41,7 @@ constexpr NSStringEnumerationOptions NSStringEnumerationByComposedCharacterSeque
 @property(nullable, readonly) const char* UTF8String NS_RETURNS_INNER_POINTER;
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER;
 @property(readonly, copy) NSString* lowercaseString;
+@property(readonly, copy) NSString* precomposedStringWithCanonicalMapping;
 // The analyser forgives a nil from a string's method when the last parameter is named as the label is.
 - (nullable instancetype)initWithBytes:(const void*)bytes
                                 length:(NSUInteger)length
@@ -102,6 +103,12 @@ constexpr NSStringEnumerationOptions NSStringEnumerationByComposedCharacterSeque
 + (NSURL*)fileURLWithFileSystemRepresentation:(const char*)path
                                   isDirectory:(BOOL)isDirectory
                                 relativeToURL:(nullable NSURL*)baseURL;
+@end
+
+@interface NSURLComponents : NSObject
+- (instancetype)init;
+@property(nullable, copy) NSString* host;
+@property(nullable, copy) NSString* encodedHost;
 @end
 
 @interface NSCharacterSet : NSObject

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/files.h"
+
+namespace corvana {
+
+/// One of the product's JSON documents on disk. Several processes read and write it, each as a whole; a process learns
+/// from the modification date that another has written. What a missing or a broken document means is for the store that
+/// owns this to say. One thread.
+class DocumentFile {
+ public:
+  /// Called on every access.
+  using Location = std::filesystem::path (*)();
+
+  explicit DocumentFile(Location location) : location_(location) {}
+  DocumentFile(const DocumentFile&) = delete;
+  DocumentFile& operator=(const DocumentFile&) = delete;
+
+  enum class State {
+    /// There is no file, or its attributes cannot be read.
+    missing,
+    /// It still has the date that it was last read or written with.
+    unchanged,
+    changed
+  };
+  State state() const;
+
+  /// Its content, which counts as seen from now on even if this fails: the date is remembered first. Throws
+  /// std::filesystem::filesystem_error.
+  std::string read();
+
+  /// Writes it whole, for the user alone, in the support directory, which is made when missing; the result does not
+  /// count as changed. Throws std::filesystem::filesystem_error, and has then changed nothing.
+  void write(std::string_view content);
+
+  /// Whether a date is remembered, as of a file that was read or written.
+  bool wasLoaded() const { return loadedModification_.has_value(); }
+  void forget() { loadedModification_.reset(); }
+
+ private:
+  Location location_;
+  std::optional<files::ModificationDate> loadedModification_;
+};
+
+}  // namespace corvana

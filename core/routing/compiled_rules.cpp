@@ -1,0 +1,187 @@
+#include "core/routing/compiled_rules.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "core/routing/glob.h"
+#include "platform/text.h"
+
+namespace corvana {
+namespace {
+
+bool hasWildcard(std::string_view pattern) {
+  return pattern.find('*') != std::string_view::npos;
+}
+
+}  // namespace
+
+/// One link's way through the tables, with the first rule that was found so far.
+class CompiledRules::Search {
+ public:
+  Search(const CompiledRules& rules, const IncomingLink& link) : rules_(rules), link_(link) {}
+
+  /// Null when no rule was found.
+  const LinkRule* result() const { return best_ == none ? nullptr : &rules_.document_.rules[best_]; }
+
+  void lookUp(const TriggerTable& table, std::string_view key) {
+    if (table.empty()) return;
+    const auto found = table.find(key);
+    if (found == table.end()) return;
+    for (std::uint32_t i = found->second.first; i != none; i = rules_.triggers_[i].next) {
+      if (consider(rules_.triggers_[i])) return;
+    }
+  }
+
+  void lookUp(const WildcardPatterns& patterns, std::string_view text) {
+    if (patterns.entries.empty()) return;
+    const bool isPlain = Glob::isPlain(text);
+    patterns.table.visitCandidates(text, [&](std::uint32_t number) {
+      const WildcardPatterns::Entry& entry = patterns.entries[number];
+      if (entry.trigger.rule >= best_) return;
+      if (entry.isForHost
+              ? matchesHost(entry.pattern)
+              : Glob::matchesBytes(entry.pattern, text) && (isPlain || Glob::matches(entry.pattern, text))) {
+        consider(entry.trigger);
+      }
+    });
+  }
+
+ private:
+  bool matchesHost(std::string_view pattern) const {
+    return !link_.host.empty() && Glob::matchesBytes(pattern, link_.host);  // hosts are plain
+  }
+
+  /// Whether there is nothing more to find behind this one.
+  bool consider(const Trigger& trigger) {
+    if (trigger.rule >= best_) return true;
+    if (!trigger.isEnough && !LinkRouter::matches(rules_.document_.rules[trigger.rule], link_)) return false;
+    best_ = trigger.rule;
+    return true;
+  }
+
+  const CompiledRules& rules_;
+  const IncomingLink& link_;
+  std::uint32_t best_ = none;
+};
+
+CompiledRules::CompiledRules(RuleSet document) : document_(std::move(document)) {
+  for (std::uint32_t number = 0; number < document_.rules.size(); ++number) {
+    if (document_.rules[number].isEnabled) compile(number);
+  }
+  addressWildcards_.table.build();
+  fileWildcards_.table.build();
+}
+
+RouteDecision CompiledRules::decide(const URL& url, std::optional<std::string_view> sourceBundleID) const {
+  const LinkRule* rule = firstMatch(IncomingLink(url, sourceBundleID));
+  return rule == nullptr ? RouteDecision() : RouteDecision::of(*rule);
+}
+
+const LinkRule* CompiledRules::firstMatch(const IncomingLink& link) const {
+  Search search(*this, link);
+  if (!link.source.empty()) search.lookUp(apps_, link.source);
+  if (link.isFile) {
+    search.lookUp(files_, link.filePath);
+    search.lookUp(fileWildcards_, link.filePath);
+    return search.result();
+  }
+  if (!link.host.empty()) {
+    search.lookUp(hosts_, link.host);
+    // The host itself and what follows each of its dots.
+    std::string_view domain = link.host;
+    while (!domains_.empty()) {
+      search.lookUp(domains_, domain);
+      const std::size_t dot = domain.find('.');
+      if (dot == std::string_view::npos) break;
+      domain.remove_prefix(dot + 1);
+    }
+  }
+  search.lookUp(addresses_, link.address);
+  search.lookUp(addressWildcards_, link.address);  // an address begins with its host
+  return search.result();
+}
+
+void CompiledRules::compile(std::uint32_t ruleNumber) {
+  const LinkRule& rule = document_.rules[ruleNumber];
+  const auto conditions = rule.usableConditions();
+  // Where all conditions must hold, one of them stands for the rule in the tables; addresses tell links apart best.
+  const bool needsAll = rule.match == MatchMode::all && conditions.size() > 1;
+  const auto standIn = std::ranges::find(conditions, Condition::Kind::addresses,
+                                         [](const Condition& condition) { return condition.kind; });
+  const Condition* only = !needsAll ? nullptr : standIn != conditions.end() ? &standIn->get() : &conditions[0].get();
+  for (const Condition& condition : conditions) {
+    if (only != nullptr && only != &condition) continue;
+    for (const std::string_view value : condition.usableValues()) {
+      compile(condition.kind, value, {.rule = ruleNumber, .isEnough = !needsAll, .next = none});
+    }
+  }
+}
+
+void CompiledRules::compile(Condition::Kind kind, std::string_view value, const Trigger& trigger) {
+  switch (kind) {
+    case Condition::Kind::addresses:
+      return compileAddress(value, trigger);
+    case Condition::Kind::apps:
+      return add(apps_, text::folded(value), trigger);
+  }
+}
+
+void CompiledRules::compileAddress(std::string_view pattern, const Trigger& trigger) {
+  if (LinkRouter::isFilePathPattern(pattern)) {
+    const std::string path = text::folded(LinkRouter::expandedFilePattern(pattern));
+    if (hasWildcard(path)) {
+      addWildcard(fileWildcards_, path, false, trigger);
+    } else {
+      add(files_, path, trigger);
+    }
+    return;
+  }
+  const std::string expanded = LinkRouter::expandedAddressPattern(pattern);
+  const std::string_view text = expanded;
+  if (text.empty()) return;
+  if (text.find('/') != std::string_view::npos) {
+    if (hasWildcard(text)) {
+      addWildcard(addressWildcards_, text, false, trigger);
+    } else {
+      add(addresses_, text, trigger);
+    }
+    return;
+  }
+  constexpr std::string_view anySubdomain = "*.";
+  const bool isForDomain = text.starts_with(anySubdomain);
+  const std::string_view domain = isForDomain ? text.substr(anySubdomain.size()) : text;
+  if (hasWildcard(domain) || domain.empty()) {
+    addWildcard(addressWildcards_, text, true, trigger);
+    if (isForDomain) addWildcard(addressWildcards_, domain, true, trigger);
+  } else {
+    add(isForDomain ? domains_ : hosts_, domain, trigger);
+  }
+}
+
+void CompiledRules::add(TriggerTable& table, std::string_view key, const Trigger& trigger) {
+  const std::uint32_t number = static_cast<std::uint32_t>(triggers_.size());
+  if (const auto found = table.find(key); found != table.end()) {
+    Trigger& last = triggers_[found->second.last];
+    if (last.isEnough || last.rule == trigger.rule) return;  // nothing would ever come to this one
+    last.next = number;
+    found->second.last = number;
+  } else {
+    table.emplace(keep(key), TriggerList{.first = number, .last = number});
+  }
+  triggers_.push_back(trigger);
+}
+
+void CompiledRules::addWildcard(WildcardPatterns& patterns, std::string_view pattern, bool isForHost,
+                                const Trigger& trigger) {
+  const std::string_view kept = keep(pattern);
+  patterns.entries.push_back({.pattern = kept, .isForHost = isForHost, .trigger = trigger});
+  patterns.table.add(kept);
+}
+
+std::string_view CompiledRules::keep(std::string_view text) {
+  char* copy = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
+  text.copy(copy, text.size());
+  return {copy, text.size()};
+}
+
+}  // namespace corvana
