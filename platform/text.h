@@ -22,7 +22,7 @@ std::string lowercased(std::string_view utf8);
 
 /// The text in the form that is the same for all texts which people take for the same, letter case apart: in lower case
 /// and composed (Unicode's normalization form C).
-std::string folded(std::string_view utf8);
+std::string folded(std::string utf8);
 
 /// The user-perceived characters of the text, in order.
 std::vector<Character> characters(std::string_view utf8);

@@ -1,9 +1,8 @@
 #include "core/identity/json_coding.h"
 
-#include <date/date.h>
-
 #include <limits>
-#include <sstream>
+
+#include "core/identity/iso_date.h"
 
 namespace corvana {
 namespace {
@@ -77,15 +76,9 @@ void decode(const json& value, UUID& result) {
 void decode(const json& value, std::chrono::sys_seconds& result) {
   std::string text;
   decode(value, text);
-  // An offset, or Z for none; the library's %Ez reads only the first.
-  const std::string numeric = text.ends_with('Z') ? text.substr(0, text.size() - 1) + "+00:00" : text;
-  std::istringstream stream(numeric);
-  date::sys_time<std::chrono::microseconds> time;
-  stream >> date::parse("%FT%T%Ez", time);
-  if (stream.fail() || stream.peek() != std::istringstream::traits_type::eof()) {
-    throw DecodingError("expected a date like 2026-01-02T03:04:05Z, found \"" + text + "\"");
-  }
-  result = std::chrono::floor<std::chrono::seconds>(time);
+  const auto date = parseISODate(text);
+  if (!date) throw DecodingError("expected a date like 2026-01-02T03:04:05Z, found \"" + text + "\"");
+  result = *date;
 }
 
 json encode(const UUID& value) {
@@ -93,7 +86,7 @@ json encode(const UUID& value) {
 }
 
 json encode(const std::chrono::sys_seconds& value) {
-  return date::format("%FT%TZ", value);
+  return isoDate(value);
 }
 
 void requireArray(const json& value) {

@@ -53,8 +53,7 @@ void decode(const nlohmann::json& value, std::string& result);
 /// Any number with an integer value in range, so 1.0 and 1e3, too.
 void decode(const nlohmann::json& value, std::int64_t& result);
 void decode(const nlohmann::json& value, UUID& result);
-/// ISO 8601 in the profile of RFC 3339, to the second: "2026-01-02T03:04:05Z", or with an offset; a fraction is
-/// dropped.
+/// As iso_date.h has it.
 void decode(const nlohmann::json& value, std::chrono::sys_seconds& result);
 
 /// The elements' own functions are found where a record's source declares them.

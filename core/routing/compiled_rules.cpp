@@ -122,7 +122,7 @@ void CompiledRules::compile(Condition::Kind kind, std::string_view value, const 
     case Condition::Kind::addresses:
       return compileAddress(value, trigger);
     case Condition::Kind::apps:
-      return add(apps_, text::folded(value), trigger);
+      return add(apps_, text::folded(std::string(value)), trigger);
   }
 }
 

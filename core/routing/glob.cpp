@@ -43,8 +43,8 @@ std::vector<std::string> charactersOf(std::string_view folded) {
 }  // namespace
 
 bool Glob::matches(std::string_view pattern, std::string_view text) {
-  const std::string foldedPattern = text::folded(pattern);
-  const std::string foldedText = text::folded(text);
+  const std::string foldedPattern = text::folded(std::string(pattern));
+  const std::string foldedText = text::folded(std::string(text));
   const bool matchesAsBytes = matchesBytes(foldedPattern, foldedText);
   if (!matchesAsBytes || isPlain(foldedText)) return matchesAsBytes;
   return matchesSequence(charactersOf(foldedPattern), charactersOf(foldedText),

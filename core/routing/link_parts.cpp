@@ -22,20 +22,46 @@ bool isSpecial(std::string_view scheme) {
          scheme == "ftp";
 }
 
+/// A set of ASCII characters, made for asking about many bytes.
+class CharacterSet {
+ public:
+  constexpr explicit CharacterSet(std::string_view characters) {
+    for (const char c : characters) holds_[static_cast<unsigned char>(c)] = true;
+  }
+  constexpr CharacterSet(const CharacterSet& other, unsigned char firstMore, unsigned char lastMore)
+      : CharacterSet(other) {
+    for (int c = firstMore; c <= lastMore; ++c) holds_[static_cast<std::size_t>(c)] = true;
+  }
+
+  bool holds(char c) const { return holds_[static_cast<unsigned char>(c)]; }
+  bool holdsAnyOf(std::string_view text) const { return firstIn(text) < text.size(); }
+  /// The text's size when there is none.
+  std::size_t firstIn(std::string_view text) const {
+    std::size_t i = 0;
+    while (i < text.size() && !holds(text[i])) ++i;
+    return i;
+  }
+
+ private:
+  std::array<bool, 256> holds_{};
+};
+
+/// "ASCII tab or newline".
+constexpr CharacterSet removed("\t\n\r");
+/// What separates the parts of a link, if it is of the web and if it is not.
+constexpr CharacterSet webSlashes("/\\");
+constexpr CharacterSet plainSlash("/");
 /// "C0 control".
-bool isControl(char c) {
-  return static_cast<unsigned char>(c) < 0x20;
-}
-
+constexpr CharacterSet controls(CharacterSet(""), 0, 0x1F);
 /// "forbidden host code point".
-bool isForbiddenInHosts(char c) {
-  constexpr std::string_view forbidden("\0\t\n\r #/:<>?@[\\]^|", 17);
-  return forbidden.find(c) != std::string_view::npos;
-}
-
+constexpr CharacterSet forbiddenInHosts({"\0\t\n\r #/:<>?@[\\]^|", 17});
 /// "forbidden domain code point".
-bool isForbiddenInDomains(char c) {
-  return isForbiddenInHosts(c) || isControl(c) || c == '%' || c == '\x7F';
+constexpr CharacterSet forbiddenInDomains(CharacterSet(CharacterSet({"\0 #/:<>?@[\\]^|%", 15}), 0, 0x1F), 0x7F, 0x7F);
+/// What makes a path more than it looks: dot segments, maybe encoded, and backslashes.
+constexpr CharacterSet pathSyntax(".%\\");
+
+const CharacterSet& slashesOf(bool isSpecialScheme) {
+  return isSpecialScheme ? webSlashes : plainSlash;
 }
 
 /// A number of an IPv4 address: decimal, octal after "0", hexadecimal after "0x". Too large ones saturate.
@@ -186,10 +212,10 @@ std::string serializeIPv6(const std::array<unsigned, 8>& pieces) {
 
 /// "opaque-host parser", for schemes that are not special.
 std::optional<std::string> parseOpaqueHost(std::string_view text) {
-  if (std::ranges::any_of(text, isForbiddenInHosts)) return std::nullopt;
+  if (forbiddenInHosts.holdsAnyOf(text)) return std::nullopt;
   std::string result;
   for (const char c : text) {
-    if (isControl(c) || static_cast<unsigned char>(c) > 0x7E) {
+    if (controls.holds(c) || static_cast<unsigned char>(c) > 0x7E) {
       result += '%';
       ascii::appendHexadecimal(result, static_cast<unsigned char>(c), ascii::upperCaseDigits);
     } else {
@@ -215,7 +241,7 @@ std::optional<std::string> parseHost(std::string_view text, bool isSpecialScheme
     if (!mapped) return std::nullopt;
     domain = std::move(*mapped);
   }
-  if (domain.empty() || std::ranges::any_of(domain, isForbiddenInDomains)) return std::nullopt;
+  if (domain.empty() || forbiddenInDomains.holdsAnyOf(domain)) return std::nullopt;
   if (endsInANumber(domain)) return normalizedIPv4(domain);
   return domain;
 }
@@ -267,17 +293,14 @@ int dotsIn(std::string_view segment) {
 
 /// "path state", from after the slash that begins the path.
 std::string parsePath(std::string_view rest, bool isSpecialScheme, bool isFile) {
-  const std::string_view slashes = isSpecialScheme ? "/\\" : "/";
-  const bool isPlain = !isFile && rest.find('\\') == std::string_view::npos && rest.find("./") == rest.npos &&
-                       rest.find("/.") == rest.npos && rest.find('%') == rest.npos && !rest.starts_with('.');
   std::string path;
   path.reserve(rest.size() + 1);
-  if (isPlain) return path.append("/").append(rest);
+  if (!isFile && !pathSyntax.holdsAnyOf(rest)) return path.append("/").append(rest);
 
   while (true) {
-    const std::size_t end = rest.find_first_of(slashes);
+    const std::size_t end = slashesOf(isSpecialScheme).firstIn(rest);
     const std::string_view segment = rest.substr(0, end);
-    const bool isLast = end == std::string_view::npos;
+    const bool isLast = end == rest.size();
     const int dots = dotsIn(segment);
     if (dots == 2) {
       // A drive letter cannot be left.
@@ -298,10 +321,11 @@ std::string parsePath(std::string_view rest, bool isSpecialScheme, bool isFile) 
 
 /// "file state" to "file host state": the host, and what is left for the path with its slash.
 std::optional<std::pair<std::string, std::string_view>> parseFileHost(std::string_view rest) {
-  const auto isSlash = [](char c) { return c == '/' || c == '\\'; };
-  if (rest.size() < 2 || !isSlash(rest[0]) || !isSlash(rest[1])) return std::pair(std::string(), rest);
+  if (rest.size() < 2 || !webSlashes.holds(rest[0]) || !webSlashes.holds(rest[1])) {
+    return std::pair(std::string(), rest);
+  }
   rest.remove_prefix(2);
-  const std::size_t end = std::min(rest.find_first_of("/\\"), rest.size());
+  const std::size_t end = webSlashes.firstIn(rest);
   const std::string_view text = rest.substr(0, end);
   if (text.empty() || isDriveLetter(text)) return std::pair(std::string(), rest);
   auto host = parseHost(text, true);
@@ -330,8 +354,9 @@ std::optional<LinkParts> parse(std::string_view text) {
     rest = host->second;
   } else if (isSpecialScheme || rest.starts_with("//")) {
     // However many slashes a web link has, what follows them is its authority.
-    rest.remove_prefix(isSpecialScheme ? std::min(rest.find_first_not_of("/\\"), rest.size()) : 2);
-    const std::size_t end = std::min(rest.find_first_of(isSpecialScheme ? "/\\" : "/"), rest.size());
+    while (isSpecialScheme && !rest.empty() && webSlashes.holds(rest.front())) rest.remove_prefix(1);
+    if (!isSpecialScheme) rest.remove_prefix(2);
+    const std::size_t end = slashesOf(isSpecialScheme).firstIn(rest);
     auto host = parseAuthority(rest.substr(0, end), isSpecialScheme);
     if (!host) return std::nullopt;
     parts.host = std::move(*host);
@@ -341,7 +366,7 @@ std::optional<LinkParts> parse(std::string_view text) {
     parts.path = rest;  // "opaque path"
     return parts;
   }
-  if (rest.starts_with('/') || (isSpecialScheme && rest.starts_with('\\'))) rest.remove_prefix(1);
+  if (!rest.empty() && slashesOf(isSpecialScheme).holds(rest.front())) rest.remove_prefix(1);
   parts.path = parsePath(rest, isSpecialScheme, parts.isFile());
   return parts;
 }
@@ -350,11 +375,10 @@ std::optional<LinkParts> parse(std::string_view text) {
 
 std::optional<LinkParts> LinkParts::split(const URL& link) {
   std::string_view text = link.absoluteString();
-  while (!text.empty() && (isControl(text.back()) || text.back() == ' ')) text.remove_suffix(1);
-  constexpr std::string_view removed = "\t\n\r";
-  if (text.find_first_of(removed) == std::string_view::npos) return parse(text);
+  while (!text.empty() && (controls.holds(text.back()) || text.back() == ' ')) text.remove_suffix(1);
+  if (!removed.holdsAnyOf(text)) return parse(text);
   std::string clean(text);
-  std::erase_if(clean, [removed](char c) { return removed.find(c) != std::string_view::npos; });
+  std::erase_if(clean, [](char c) { return removed.holds(c); });
   return parse(clean);
 }
 

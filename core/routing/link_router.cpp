@@ -54,7 +54,7 @@ bool LinkRouter::matches(Condition::Kind kind, std::string_view value, const Inc
     case Condition::Kind::addresses:
       return matchesAddress(value, link);
     case Condition::Kind::apps:
-      return !link.source.empty() && text::folded(value) == link.source;
+      return !link.source.empty() && text::folded(std::string(value)) == link.source;
   }
   return false;
 }
@@ -86,7 +86,7 @@ std::string LinkRouter::expandedFilePattern(std::string_view pattern) {
 }
 
 std::string LinkRouter::expandedAddressPattern(std::string_view pattern) {
-  std::string result = text::folded(trimmed(pattern));
+  std::string result = text::folded(std::string(trimmed(pattern)));
   constexpr std::string_view schemeEnd = "://";
   if (const std::size_t end = result.find(schemeEnd); end != std::string::npos) result.erase(0, end + schemeEnd.size());
   while (result.ends_with('/')) result.pop_back();
@@ -94,10 +94,11 @@ std::string LinkRouter::expandedAddressPattern(std::string_view pattern) {
 }
 
 std::string LinkRouter::address(const LinkParts& link) {
-  std::string result = link.host;
+  std::string result;
+  result.reserve(link.host.size() + link.path.size() + link.query.size() + 1);
+  result = link.host;
   ascii::lowercase(result);
   if (link.path == "/" && link.query.empty()) return result;
-  result.reserve(result.size() + link.path.size() + link.query.size() + 1);
   ascii::appendPercentDecoded(result, link.path);
   if (link.query.empty()) return result;
   result += '?';

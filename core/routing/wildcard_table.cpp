@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <ranges>
-#include <tuple>
 #include <utility>
 
 namespace corvana {
@@ -29,29 +27,29 @@ std::size_t longestLiteral(std::string_view pattern) {
 
 void WildcardTable::build() {
   nextWithSameGram_.assign(patterns_.size(), none);
-  std::array<std::vector<std::uint32_t>, std::tuple_size_v<decltype(grams_)>> numbersFor;
+  std::vector<std::uint32_t> forLong;
+  std::vector<std::uint32_t> forMedium;
+  std::vector<std::uint32_t> forShort;
   for (std::uint32_t number = 0; number < patterns_.size(); ++number) {
     const std::size_t longest = longestLiteral(patterns_[number]);
-    const auto fitting = std::ranges::find_if(grams_, [longest](const Grams& grams) { return grams.size <= longest; });
-    if (fitting == grams_.end()) {
-      unfiltered_.push_back(number);
-    } else {
-      numbersFor[static_cast<std::size_t>(fitting - grams_.begin())].push_back(number);
-    }
+    (longest >= 8 ? forLong : longest >= 4 ? forMedium : longest >= 2 ? forShort : unfiltered_).push_back(number);
   }
-  for (std::size_t i = 0; i < grams_.size(); ++i) file(grams_[i], numbersFor[i]);
+  file(long_, forLong);
+  file(medium_, forMedium);
+  file(short_, forShort);
   patterns_ = {};
 }
 
-void WildcardTable::file(Grams& grams, const std::vector<std::uint32_t>& numbers) {
+template <std::size_t size>
+void WildcardTable::file(Grams<size>& grams, const std::vector<std::uint32_t>& numbers) {
   if (numbers.empty()) return;
-  grams.slotBits = static_cast<int>(std::bit_width(numbers.size())) + 4;
+  grams.slotBits = static_cast<int>(std::bit_width(numbers.size())) + 5;  // one slot in 16 to 32 is taken
   const std::size_t slots = std::size_t{1} << grams.slotBits;
-  grams.filter.resize(std::max(slots / 64, std::size_t{1}));
+  grams.filter.resize(slots / 64);
 
-  const auto visitGrams = [this, &grams](std::uint32_t number, auto visit) {
-    visitLiterals(patterns_[number], [&grams, &visit](std::string_view literal) {
-      for (std::size_t i = 0; i + grams.size <= literal.size(); ++i) visit(gramAt(literal, i, grams.size));
+  const auto visitGrams = [this](std::uint32_t number, auto visit) {
+    visitLiterals(patterns_[number], [&visit](std::string_view literal) {
+      for (std::size_t i = 0; i + size <= literal.size(); ++i) visit(Grams<size>::at(literal.data() + i));
     });
   };
   std::vector<std::uint32_t> frequency(slots);
@@ -59,7 +57,8 @@ void WildcardTable::file(Grams& grams, const std::vector<std::uint32_t>& numbers
     visitGrams(number, [&](std::uint64_t gram) { ++frequency[grams.slotOf(gram)]; });
   }
   // From the last to the first, so that each list is in the order of the patterns.
-  for (const std::uint32_t number : numbers | std::views::reverse) {
+  for (auto next = numbers.rbegin(); next != numbers.rend(); ++next) {
+    const std::uint32_t number = *next;
     std::uint64_t rarest = 0;
     std::uint32_t lowest = none;
     visitGrams(number, [&](std::uint64_t gram) {

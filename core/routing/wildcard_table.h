@@ -1,8 +1,8 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -22,23 +22,21 @@ class WildcardTable {
   /// Calls `visit` with the number of every pattern that `text` could match, and of some others; maybe twice.
   void visitCandidates(std::string_view text, auto visit) const {
     for (const std::uint32_t number : unfiltered_) visit(number);
-    for (const Grams& grams : grams_) {
-      if (grams.firstOf.empty() || text.size() < grams.size) continue;
-      for (std::size_t i = 0; i + grams.size <= text.size(); ++i) {
-        const std::uint64_t gram = gramAt(text, i, grams.size);
-        const std::size_t slot = grams.slotOf(gram);
-        if ((grams.filter[slot / 64] >> (slot % 64) & 1) == 0) continue;
-        const auto found = grams.firstOf.find(gram);
-        if (found == grams.firstOf.end()) continue;
-        for (std::uint32_t number = found->second; number != none; number = nextWithSameGram_[number]) visit(number);
-      }
-    }
+    visitCandidates(long_, text, visit);
+    visitCandidates(medium_, text, visit);
+    visitCandidates(short_, text, visit);
   }
 
  private:
   /// The pieces of one size. They fit into an integer, as which they are compared.
+  template <std::size_t size>
   struct Grams {
-    std::size_t size;
+    static std::uint64_t at(const char* text) {
+      std::uint64_t gram = 0;
+      std::memcpy(&gram, text, size);
+      return gram;
+    }
+
     /// The first of the patterns that are filed under a piece.
     std::unordered_map<std::uint64_t, std::uint32_t> firstOf;
     /// One bit for each slot that a piece is in, so that most positions of a text cost no lookup.
@@ -53,19 +51,30 @@ class WildcardTable {
 
   static constexpr std::uint32_t none = 0xFFFF'FFFF;
 
-  static std::uint64_t gramAt(std::string_view text, std::size_t position, std::size_t size) {
-    std::uint64_t gram = 0;
-    text.copy(reinterpret_cast<char*>(&gram), size, position);
-    return gram;
+  template <std::size_t size>
+  void visitCandidates(const Grams<size>& grams, std::string_view text, auto& visit) const {
+    if (grams.firstOf.empty()) return;
+    for (std::size_t i = 0; i + size <= text.size(); ++i) {
+      const std::uint64_t gram = Grams<size>::at(text.data() + i);
+      const std::size_t slot = grams.slotOf(gram);
+      if ((grams.filter[slot / 64] >> (slot % 64) & 1) == 0) continue;
+      const auto found = grams.firstOf.find(gram);
+      if (found == grams.firstOf.end()) continue;
+      for (std::uint32_t number = found->second; number != none; number = nextWithSameGram_[number]) visit(number);
+    }
   }
 
   /// Files these patterns, by number, under their rarest pieces.
-  void file(Grams& grams, const std::vector<std::uint32_t>& numbers);
+  template <std::size_t size>
+  void file(Grams<size>& grams, const std::vector<std::uint32_t>& numbers);
 
   std::vector<std::string_view> patterns_;
   std::vector<std::uint32_t> nextWithSameGram_;
+  /// Those without a piece of even the smallest size.
   std::vector<std::uint32_t> unfiltered_;
-  std::array<Grams, 3> grams_{Grams{.size = 8}, Grams{.size = 4}, Grams{.size = 2}};
+  Grams<8> long_;
+  Grams<4> medium_;
+  Grams<2> short_;
 };
 
 }  // namespace corvana

@@ -33,11 +33,10 @@ std::string lowercased(std::string_view utf8) {
   return encode(decode(utf8).toLower(icu::Locale::getRoot()));
 }
 
-std::string folded(std::string_view utf8) {
+std::string folded(std::string utf8) {
   if (ascii::isASCII(utf8)) {  // nearly every address, and a hundred times faster
-    std::string result(utf8);
-    ascii::lowercase(result);
-    return result;
+    ascii::lowercase(utf8);
+    return utf8;
   }
   UErrorCode status = U_ZERO_ERROR;
   const icu::Normalizer2* composer = icu::Normalizer2::getNFCInstance(status);

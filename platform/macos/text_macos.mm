@@ -43,7 +43,7 @@ std::string lowercased(std::string_view utf8) {
   }
 }
 
-std::string folded(std::string_view utf8) {
+std::string folded(std::string utf8) {
   @autoreleasepool {
     return utf8From(decode(utf8).lowercaseString.precomposedStringWithCanonicalMapping);
   }
