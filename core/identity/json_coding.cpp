@@ -14,25 +14,45 @@ DecodingError mismatch(const char* expected, const json& found) {
   return DecodingError(std::string("expected ") + expected + ", found " + found.type_name());
 }
 
+/// "rules[3].target: "
+std::string textOf(const std::vector<std::string>& path) {
+  std::string text;
+  for (const std::string& element : path) text += (text.empty() || element.starts_with('[') ? "" : ".") + element;
+  return text.empty() ? text : text + ": ";
+}
+
+std::vector<std::string> prepended(const std::string& key, std::vector<std::string> path) {
+  path.insert(path.begin(), key);
+  return path;
+}
+
 }  // namespace
 
-DecodingError::DecodingError(std::string path, std::string problem)
-    : std::runtime_error(path.empty() ? problem : path + ": " + problem),
-      path_(std::move(path)),
-      problem_(std::move(problem)) {}
+DecodingError::DecodingError(std::vector<std::string> path, std::string problem)
+    : std::runtime_error(textOf(path) + problem), path_(std::move(path)), problem_(std::move(problem)) {}
 
 DecodingError::DecodingError(const std::string& key, const DecodingError& inner)
-    : DecodingError(key + (inner.path_.empty() || inner.path_.starts_with('[') ? "" : ".") + inner.path_,
-                    inner.problem_) {}
+    : DecodingError(prepended(key, inner.path_), inner.problem_) {}
+
+DecodingError DecodingError::ofSyntax(std::string problem, std::size_t offset) {
+  DecodingError error(std::move(problem));
+  error.syntaxErrorOffset_ = offset;
+  return error;
+}
 
 json parseJSON(std::string_view text) {
-  try {
-    return json::parse(text);
-  } catch (const json::exception& error) {  // not only parse_error: a number out of range is another kind
-    // The library's own words, "[json.exception.parse_error.101] parse error at line 1, column 2: ...", less the tag.
+  // The library's own words, "[json.exception.parse_error.101] parse error at line 1, column 2: ...", less the tag.
+  const auto problemOf = [](const json::exception& error) {
     const std::string_view message = error.what();
     const std::size_t tagEnd = message.find("] ");
-    throw DecodingError(std::string(tagEnd == std::string_view::npos ? message : message.substr(tagEnd + 2)));
+    return std::string(tagEnd == std::string_view::npos ? message : message.substr(tagEnd + 2));
+  };
+  try {
+    return json::parse(text);
+  } catch (const json::parse_error& error) {
+    throw DecodingError::ofSyntax(problemOf(error), error.byte == 0 ? 0 : error.byte - 1);
+  } catch (const json::exception& error) {  // a number out of range
+    throw DecodingError(problemOf(error));
   }
 }
 

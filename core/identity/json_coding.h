@@ -29,15 +29,23 @@ namespace corvana {
 /// A JSON document that does not fit; what() is the place and the problem: "rules[3].target: missing".
 class DecodingError : public std::runtime_error {
  public:
-  explicit DecodingError(std::string problem) : DecodingError("", std::move(problem)) {}
+  explicit DecodingError(std::string problem) : DecodingError(std::vector<std::string>(), std::move(problem)) {}
+  /// A text that is no JSON from this byte on.
+  static DecodingError ofSyntax(std::string problem, std::size_t offset);
   /// An error inside the value under `key`, or inside the element "[3]".
   DecodingError(const std::string& key, const DecodingError& inner);
 
- private:
-  DecodingError(std::string path, std::string problem);
+  /// Keys and indices ("[3]") that lead to the place, from the document on.
+  const std::vector<std::string>& path() const { return path_; }
+  /// Where the text stops being JSON; nothing when it is JSON that does not fit.
+  std::optional<std::size_t> syntaxErrorOffset() const { return syntaxErrorOffset_; }
 
-  std::string path_;
+ private:
+  DecodingError(std::vector<std::string> path, std::string problem);
+
+  std::vector<std::string> path_;
   std::string problem_;
+  std::optional<std::size_t> syntaxErrorOffset_;
 };
 
 /// Parses a whole document. Throws DecodingError with line and column when the text is no JSON (UTF-8, RFC 8259).
