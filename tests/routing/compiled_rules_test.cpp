@@ -102,7 +102,8 @@ TEST(CompiledRules, DecideAsTheWalkDoes) {
       const auto url = URL::absolute(generator.link());
       if (!url) continue;
       const std::string app = generator.app();
-      const std::optional<std::string_view> source = generator.below(3) == 0 ? std::nullopt : std::optional(app);
+      std::optional<std::string_view> source;
+      if (generator.below(3) > 0) source = app;
       const RouteDecision expected = LinkRouter::decide(*url, source, rules.document());
       matched += expected.isFallback() ? 0 : 1;
       ASSERT_EQ(rules.decide(*url, source), expected) << url->absoluteString() << " from " << app << "\n"
