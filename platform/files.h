@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -11,6 +12,9 @@
 /// File access that is the same on every system. Any thread; failures are std::filesystem::filesystem_error.
 namespace corvana::files {
 
+/// Whether anything is there, as far as can be seen; links are followed.
+bool exists(const std::filesystem::path& path);
+
 /// When a file was last changed, as exactly as its file system keeps it.
 struct ModificationDate {
   std::int64_t seconds = 0;
@@ -21,6 +25,9 @@ struct ModificationDate {
 
 /// Nothing when there is no such file, or when it cannot be seen.
 std::optional<ModificationDate> modificationDate(const std::filesystem::path& file);
+
+/// Throws std::filesystem::filesystem_error.
+void setModificationDate(const std::filesystem::path& file, std::chrono::system_clock::time_point date);
 
 struct DatedContent {
   std::string bytes;

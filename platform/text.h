@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,5 +27,9 @@ std::string folded(std::string utf8);
 
 /// The user-perceived characters of the text, in order.
 std::vector<Character> characters(std::string_view utf8);
+
+/// The order of names as a file manager sorts them in the user's language: letter case does not count, and digits count
+/// by the number that they write.
+std::weak_ordering compareStandard(std::string_view a, std::string_view b);
 
 }  // namespace corvana::text

@@ -3,6 +3,7 @@
 #include <glib.h>
 
 #include <memory>
+#include <string>
 
 namespace corvana {
 
@@ -12,5 +13,12 @@ struct FreeKeyFile {
 
 /// GLib's reader and writer of desktop entries, owned. For sources only.
 using KeyFile = std::unique_ptr<GKeyFile, FreeKeyFile>;
+
+/// The file's text.
+inline std::string textOf(GKeyFile& keys) {
+  gsize length = 0;
+  const std::unique_ptr<char, decltype(&::g_free)> text(::g_key_file_to_data(&keys, &length, nullptr), &::g_free);
+  return {text.get(), length};
+}
 
 }  // namespace corvana

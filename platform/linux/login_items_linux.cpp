@@ -1,7 +1,6 @@
 #include "platform/linux/login_items_linux.h"
 
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -101,9 +100,7 @@ void LoginItemsLinux::add(std::string_view bundleIdentifier) {
   set(G_KEY_FILE_DESKTOP_KEY_EXEC, quotedForExec(bundle->executable.string()));
   set(G_KEY_FILE_DESKTOP_KEY_NO_DISPLAY, "true");
   if (hasUnit) set("X-systemd-skip", "true");  // else systemd would make a second unit of this entry
-  gsize length = 0;
-  const std::unique_ptr<char, decltype(&::g_free)> text(::g_key_file_to_data(keys.get(), &length, nullptr), &::g_free);
-  write(entryFor(bundleIdentifier), std::string(text.get(), length));
+  write(entryFor(bundleIdentifier), textOf(*keys));
   if (!hasUnit) return;
 
   write(unitFor(bundleIdentifier), unitContent(bundle->executable, entryFor(bundleIdentifier)));

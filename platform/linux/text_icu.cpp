@@ -1,4 +1,5 @@
 #include <unicode/brkiter.h>
+#include <unicode/coll.h>
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
@@ -63,6 +64,27 @@ std::vector<Character> characters(std::string_view utf8) {
                       .isNumber = u_getIntPropertyValue(first, UCHAR_NUMERIC_TYPE) != U_NT_NONE});
   }
   return result;
+}
+
+std::weak_ordering compareStandard(std::string_view a, std::string_view b) {
+  // Making one takes long; it keeps the language that the user had then.
+  static const std::unique_ptr<const icu::Collator> collator = [] {
+    UErrorCode status = U_ZERO_ERROR;
+    std::unique_ptr<icu::Collator> result(icu::Collator::createInstance(status));
+    if (U_FAILURE(status)) fail(status);
+    result->setStrength(icu::Collator::SECONDARY);  // accents count, letter case does not
+    result->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+    if (U_FAILURE(status)) fail(status);
+    return std::unique_ptr<const icu::Collator>(std::move(result));
+  }();
+  UErrorCode status = U_ZERO_ERROR;
+  const UCollationResult result =
+      collator->compareUTF8(icu::StringPiece(a.data(), static_cast<std::int32_t>(a.size())),
+                            icu::StringPiece(b.data(), static_cast<std::int32_t>(b.size())), status);
+  if (U_FAILURE(status)) fail(status);
+  return result == UCOL_LESS      ? std::weak_ordering::less
+         : result == UCOL_GREATER ? std::weak_ordering::greater
+                                  : std::weak_ordering::equivalent;
 }
 
 }  // namespace corvana::text

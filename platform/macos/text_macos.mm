@@ -70,4 +70,11 @@ std::vector<Character> characters(std::string_view utf8) {
   }
 }
 
+/// Of texts that differ in letter case alone the system puts one first as well, where ICU calls them equivalent.
+std::weak_ordering compareStandard(std::string_view a, std::string_view b) {
+  @autoreleasepool {
+    return [decode(a) localizedStandardCompare:decode(b)] <=> NSOrderedSame;
+  }
+}
+
 }  // namespace corvana::text

@@ -102,10 +102,23 @@ void removeLeftovers(const std::filesystem::path& file) {
 
 }  // namespace
 
+bool exists(const std::filesystem::path& path) {
+  std::error_code ignored;
+  return std::filesystem::exists(path, ignored);
+}
+
 std::optional<ModificationDate> modificationDate(const std::filesystem::path& file) {
   struct stat status {};
   if (::stat(file.c_str(), &status) != 0) return std::nullopt;
   return modificationDateOf(status);
+}
+
+void setModificationDate(const std::filesystem::path& file, std::chrono::system_clock::time_point date) {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(date);
+  const timespec times[] = {
+      {.tv_sec = 0, .tv_nsec = UTIME_OMIT},
+      {.tv_sec = seconds.time_since_epoch().count(), .tv_nsec = std::chrono::nanoseconds(date - seconds).count()}};
+  if (::utimensat(AT_FDCWD, file.c_str(), times, 0) != 0) fail("cannot set the date of", file, errno);
 }
 
 std::string read(const std::filesystem::path& file, std::size_t maximumBytes) {

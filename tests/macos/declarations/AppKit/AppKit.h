@@ -6,6 +6,7 @@
 #pragma clang assume_nonnull begin
 
 @class NSApplication;
+@class UTType;
 
 /// The system requires none of these methods. Here each is required that a program implements, since a misspelt one
 /// would go unnoticed until the program runs.
@@ -48,6 +49,16 @@ extern "C" NSApplication* _Null_unspecified NSApp;
 @interface NSWorkspace : NSObject
 @property(class, readonly, strong) NSWorkspace* sharedWorkspace;
 - (nullable NSURL*)URLForApplicationWithBundleIdentifier:(NSString*)identifier;
+- (nullable NSURL*)URLForApplicationToOpenURL:(NSURL*)url;
+- (NSArray<NSURL*>*)URLsForApplicationsToOpenURL:(NSURL*)url;
+- (nullable NSURL*)URLForApplicationToOpenContentType:(UTType*)contentType;
+- (NSArray<NSURL*>*)URLsForApplicationsToOpenContentType:(UTType*)contentType;
+- (void)setDefaultApplicationAtURL:(NSURL*)applicationURL
+              toOpenURLsWithScheme:(NSString*)urlScheme
+                 completionHandler:(nullable void (^)(NSError* _Nullable error))completionHandler;
+- (void)setDefaultApplicationAtURL:(NSURL*)applicationURL
+                 toOpenContentType:(UTType*)contentType
+                 completionHandler:(nullable void (^)(NSError* _Nullable error))completionHandler;
 - (void)openApplicationAtURL:(NSURL*)url
                configuration:(NSWorkspaceOpenConfiguration*)configuration
            completionHandler:(nullable void (^)(NSRunningApplication* _Nullable application,

@@ -27,6 +27,8 @@ struct NSFastEnumerationState {
                                     count:(NSUInteger)count;
 @end
 
+enum NSComparisonResult : NSInteger { NSOrderedAscending = -1, NSOrderedSame = 0, NSOrderedDescending = 1 };
+
 @protocol NSCopying
 - (id)copyWithZone:(nullable NSZone*)zone;
 @end
@@ -42,12 +44,14 @@ constexpr NSStringEnumerationOptions NSStringEnumerationByComposedCharacterSeque
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER;
 @property(readonly, copy) NSString* lowercaseString;
 @property(readonly, copy) NSString* precomposedStringWithCanonicalMapping;
+@property(readonly, copy) NSString* stringByDeletingPathExtension;
 // The analyser forgives a nil from a string's method when the last parameter is named as the label is.
 - (nullable instancetype)initWithBytes:(const void*)bytes
                                 length:(NSUInteger)length
                               encoding:(NSStringEncoding)textEncoding;
 - (unichar)characterAtIndex:(NSUInteger)index;
 - (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)encoding;
+- (NSComparisonResult)localizedStandardCompare:(NSString*)string;
 - (void)enumerateSubstringsInRange:(NSRange)range
                            options:(NSStringEnumerationOptions)options
                         usingBlock:(void (^)(NSString* _Nullable substring, NSRange substringRange,
@@ -68,10 +72,16 @@ constexpr NSStringEnumerationOptions NSStringEnumerationByComposedCharacterSeque
 + (NSNumber*)numberWithDouble:(double)value;
 @end
 
+using NSDataBase64EncodingOptions = NSUInteger;
+using NSDataBase64DecodingOptions = NSUInteger;
+
 @interface NSData : NSObject
 @property(readonly) NSUInteger length;
 @property(readonly) const void* bytes NS_RETURNS_INNER_POINTER;
 + (instancetype)dataWithBytes:(nullable const void*)bytes length:(NSUInteger)length;
+- (nullable instancetype)initWithBase64EncodedString:(NSString*)base64String
+                                             options:(NSDataBase64DecodingOptions)options;
+- (NSString*)base64EncodedStringWithOptions:(NSDataBase64EncodingOptions)options;
 @end
 
 @interface NSArray<__covariant Element> : NSObject <NSFastEnumeration>
@@ -97,12 +107,29 @@ constexpr NSStringEnumerationOptions NSStringEnumerationByComposedCharacterSeque
 @property(readonly, copy) NSString* localizedDescription;
 @end
 
+using NSURLResourceKey = NSString*;
+using NSURLBookmarkCreationOptions = NSUInteger;
+using NSURLBookmarkResolutionOptions = NSUInteger;
+constexpr NSURLBookmarkResolutionOptions NSURLBookmarkResolutionWithoutUI = 1 << 8;
+constexpr NSURLBookmarkResolutionOptions NSURLBookmarkResolutionWithoutMounting = 1 << 9;
+
 @interface NSURL : NSObject
 @property(nullable, readonly, copy) NSString* absoluteString;
+@property(nullable, readonly, copy) NSString* lastPathComponent;
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER;
 + (NSURL*)fileURLWithFileSystemRepresentation:(const char*)path
                                   isDirectory:(BOOL)isDirectory
                                 relativeToURL:(nullable NSURL*)baseURL;
++ (nullable instancetype)URLWithString:(NSString*)URLString;
++ (nullable instancetype)URLByResolvingBookmarkData:(NSData*)bookmarkData
+                                            options:(NSURLBookmarkResolutionOptions)options
+                                      relativeToURL:(nullable NSURL*)relativeURL
+                                bookmarkDataIsStale:(BOOL* _Nullable)isStale
+                                              error:(NSError* _Nullable __autoreleasing* _Nullable)error;
+- (nullable NSData*)bookmarkDataWithOptions:(NSURLBookmarkCreationOptions)options
+             includingResourceValuesForKeys:(nullable NSArray<NSURLResourceKey>*)keys
+                              relativeToURL:(nullable NSURL*)relativeURL
+                                      error:(NSError* _Nullable __autoreleasing* _Nullable)error;
 @end
 
 @interface NSURLComponents : NSObject
@@ -141,11 +168,23 @@ using NSPropertyListWriteOptions = NSUInteger;
 @interface NSBundle : NSObject
 @property(class, readonly, strong) NSBundle* mainBundle;
 @property(readonly, copy) NSURL* bundleURL;
+@property(nullable, readonly, copy) NSString* bundleIdentifier;
++ (nullable instancetype)bundleWithURL:(NSURL*)url;
+- (nullable id)objectForInfoDictionaryKey:(NSString*)key;
 @end
 
 @interface NSFileManager : NSObject
 @property(class, readonly, strong) NSFileManager* defaultManager;
 @property(readonly, copy) NSURL* homeDirectoryForCurrentUser;
+- (BOOL)trashItemAtURL:(NSURL*)url
+      resultingItemURL:(NSURL* _Nullable __autoreleasing* _Nullable)outResultingURL
+                 error:(NSError* _Nullable __autoreleasing* _Nullable)error;
+@end
+
+@interface NSUserDefaults : NSObject
+@property(class, readonly, strong) NSUserDefaults* standardUserDefaults;
+- (BOOL)boolForKey:(NSString*)defaultName;
+- (void)setBool:(BOOL)value forKey:(NSString*)defaultName;
 @end
 
 @interface NSThread : NSObject
