@@ -44,8 +44,8 @@ std::string read(const std::filesystem::path& file, std::size_t maximumBytes);
 /// Puts a file with this content in the place of `file`, so that whoever reads it, and whatever fails, finds either the
 /// old content or the new one whole. The new file is readable and writable by its owner only and its modification date
 /// is later than that of the file it replaces, since others tell by the date that there is something new. Its folder
-/// must be there. What earlier writers were killed over is cleared away.
-void replace(const std::filesystem::path& file, std::string_view bytes);
+/// must be there. What earlier writers were killed over is cleared away. The result is the new file's date.
+ModificationDate replace(const std::filesystem::path& file, std::string_view bytes);
 
 /// Creates the directory and the missing ones above it, each readable, writable and searchable by its owner only.
 /// An existing directory is left as it is.

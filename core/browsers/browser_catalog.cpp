@@ -108,7 +108,7 @@ void request(std::vector<Handled> handled, bool isForHelper, Workspace& workspac
   } else {
     std::erase_if(handled, [&handlers](const Handled& one) { return !isHelperDefault(one, handlers); });
     if (handled.empty()) return completion(std::nullopt);
-    application = BrowserCatalog::lastResort(rules.current(), workspace, handlers, rules);
+    application = BrowserCatalog::lastResort(*rules.current(), workspace, handlers, rules);
     if (!application) return completion(BrowserCatalog::CatalogError::noBrowserAvailable().what());
   }
   setDefaultApplication(*application, std::move(handled), handlers, completion);
@@ -122,7 +122,7 @@ bool BrowserEntry::isKnownBrowser() const {
 
 std::vector<BrowserEntry> BrowserCatalog::installed(Workspace& workspace, ApplicationHandlers& handlers,
                                                     RuleStore& rules) {
-  return installed(workspace, handlers, rules.current().additionalBrowserIDs);
+  return installed(workspace, handlers, rules.current()->additionalBrowserIDs);
 }
 
 std::vector<BrowserEntry> BrowserCatalog::installed(Workspace& workspace, ApplicationHandlers& handlers,

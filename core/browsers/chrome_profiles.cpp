@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 
+#include "core/identity/document_file.h"
 #include "core/identity/field_hasher.h"
 #include "core/identity/json_coding.h"
 #include "platform/files.h"
@@ -93,9 +94,8 @@ std::filesystem::path ChromeProfiles::localStateURL(const std::filesystem::path&
 }
 
 std::vector<ChromeProfile> ChromeProfiles::load(const std::filesystem::path& localState) {
-  constexpr std::size_t maximumBytes = std::size_t{256} << 20;
   try {
-    return parse(files::read(localState, maximumBytes));
+    return parse(files::read(localState, DocumentFile::maximumBytes));
   } catch (const std::filesystem::filesystem_error&) {
     return {};
   }

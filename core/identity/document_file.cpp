@@ -11,7 +11,6 @@ DocumentFile::State DocumentFile::state() const {
 }
 
 std::string DocumentFile::read() {
-  constexpr std::size_t maximumBytes = std::size_t{256} << 20;  // a hundred thousand rules take some thirty megabytes
   const std::filesystem::path file = location_();
   loadedModification_ = files::modificationDate(file);
   files::DatedContent content = files::readDated(file, maximumBytes);
@@ -21,9 +20,7 @@ std::string DocumentFile::read() {
 
 void DocumentFile::write(std::string_view content) {
   Corvana::ensureSupportDirectory();
-  const std::filesystem::path file = location_();
-  files::replace(file, content);
-  loadedModification_ = files::modificationDate(file);
+  loadedModification_ = files::replace(location_(), content);
 }
 
 }  // namespace corvana

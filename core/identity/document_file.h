@@ -17,6 +17,9 @@ class DocumentFile {
   /// Called on every access.
   using Location = std::filesystem::path (*)();
 
+  /// A hundred thousand rules take some thirty megabytes.
+  static constexpr std::size_t maximumBytes = std::size_t{256} << 20;
+
   explicit DocumentFile(Location location) : location_(location) {}
   DocumentFile(const DocumentFile&) = delete;
   DocumentFile& operator=(const DocumentFile&) = delete;

@@ -51,8 +51,12 @@ json parseJSON(std::string_view text) {
     return json::parse(text);
   } catch (const json::parse_error& error) {
     throw DecodingError::ofSyntax(problemOf(error), error.byte == 0 ? 0 : error.byte - 1);
-  } catch (const json::exception& error) {  // a number out of range
-    throw DecodingError(problemOf(error));
+  } catch (const json::exception& error) {
+    // A number out of range, "number overflow parsing '1e999'"; the library does not say where.
+    const std::string problem = problemOf(error);
+    const std::size_t begin = problem.find('\'') + 1;
+    const std::size_t offset = text.find(std::string_view(problem).substr(begin, problem.rfind('\'') - begin));
+    throw DecodingError::ofSyntax(problem, offset == std::string_view::npos ? 0 : offset);
   }
 }
 

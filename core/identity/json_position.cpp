@@ -35,18 +35,25 @@ std::optional<std::size_t> offsetOf(const std::vector<std::string>& path, const 
   return static_cast<std::size_t>(token.data() - text.data());
 }
 
+TextPosition positionAt(std::size_t offset, std::string_view text) {
+  const std::string_view before = text.substr(0, offset);
+  return {.line = static_cast<std::size_t>(std::ranges::count(before, '\n')) + 1,
+          .column = before.size() - (before.rfind('\n') + 1) + 1};
+}
+
 }  // namespace
 
 TextPosition positionOf(const DecodingError& error, std::string_view text) {
+  if (const auto offset = error.syntaxErrorOffset()) return positionAt(*offset, text);
+  return positionOf(error.path(), text);
+}
+
+TextPosition positionOf(std::vector<std::string> path, std::string_view text) {
   const simdjson::padded_string padded(text);
-  std::optional<std::size_t> offset = error.syntaxErrorOffset();
-  for (std::vector<std::string> path = error.path(); !offset; path.pop_back()) {
-    offset = offsetOf(path, padded);
-    if (path.empty()) break;
+  for (;; path.pop_back()) {
+    const auto offset = offsetOf(path, padded);
+    if (offset || path.empty()) return positionAt(offset.value_or(0), text);
   }
-  const std::string_view before = text.substr(0, offset.value_or(0));
-  return {.line = static_cast<std::size_t>(std::ranges::count(before, '\n')) + 1,
-          .column = before.size() - (before.rfind('\n') + 1) + 1};
 }
 
 }  // namespace corvana

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/identity/corvana.h"
+#include "core/identity/document_file.h"
 #include "core/identity/helper_installer.h"
 #include "core/identity/json_coding.h"
 #include "core/identity/log.h"
@@ -18,14 +19,13 @@ namespace fs = std::filesystem;
 constexpr const char* marker = "CorvanaRenameMigrationCompleted";
 constexpr std::array<std::string_view, 4> fileNames{"registry.json", "rules.json", "recent-links.json",
                                                     "settings.json"};
-constexpr std::size_t maximumBytes = std::size_t{256} << 20;
 
 /// An existing file is never overwritten.
 void migrate(const fs::path& oldFile, const fs::path& newFile) {
   if (!files::exists(oldFile) || files::exists(newFile)) return;
   const std::string name = oldFile.filename().string();
   try {
-    files::replace(newFile, files::read(oldFile, maximumBytes));
+    files::replace(newFile, files::read(oldFile, DocumentFile::maximumBytes));
     Log::creator.notice("migrated ", name, " from ", oldFile.parent_path().string());
   } catch (const std::exception& error) {
     Log::creator.error("could not migrate ", name, ": ", error.what());
@@ -46,7 +46,7 @@ void resetPrivacyGrants(const std::string& bundleID) {
 
 std::int64_t registryEntriesIn(const fs::path& file) {
   try {
-    const nlohmann::json document = parseJSON(files::read(file, maximumBytes));
+    const nlohmann::json document = parseJSON(files::read(file, DocumentFile::maximumBytes));
     const auto apps = document.is_object() ? document.find("apps") : document.end();
     return apps != document.end() && apps->is_array() ? static_cast<std::int64_t>(apps->size()) : 0;
   } catch (const std::exception&) {

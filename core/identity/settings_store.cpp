@@ -34,6 +34,7 @@ void SettingsStore::reloadIfChanged() {
   try {
     settings = AppSettings::parse(file_.read());
   } catch (const std::exception& error) {
+    if (file_.state() == DocumentFile::State::missing) return;  // it has gone just now
     problem_ = error.what();
     Log::helper.error("settings.json could not be read; using defaults: ", *problem_);
     settings = {};

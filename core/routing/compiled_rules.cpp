@@ -13,6 +13,20 @@ bool hasWildcard(std::string_view pattern) {
   return pattern.find('*') != std::string_view::npos;
 }
 
+bool needsSeveral(const LinkRule& rule) {
+  return rule.match == MatchMode::all && rule.usableConditions().size() > 1;
+}
+
+std::size_t bytesOfValues(const RuleSet& set) {
+  std::size_t bytes = 0;
+  for (const LinkRule& rule : set.rules) {
+    for (const Condition& condition : rule.conditions) {
+      for (const std::string& value : condition.values) bytes += value.size() + 1;
+    }
+  }
+  return bytes;
+}
+
 }  // namespace
 
 /// One link's way through the tables, with the first rule that was found so far.
@@ -21,7 +35,7 @@ class CompiledRules::Search {
   Search(const CompiledRules& rules, const IncomingLink& link) : rules_(rules), link_(link) {}
 
   /// Null when no rule was found.
-  const LinkRule* result() const { return best_ == none ? nullptr : &rules_.document_.rules[best_]; }
+  const LinkRule* result() const { return best_ == none ? nullptr : &rules_.document_->rules[best_]; }
 
   void lookUp(const TriggerTable& table, std::string_view key) {
     if (table.empty()) return;
@@ -35,12 +49,13 @@ class CompiledRules::Search {
   void lookUp(const WildcardPatterns& patterns, std::string_view text) {
     if (patterns.entries.empty()) return;
     const bool isPlain = Glob::isPlain(text);
+    const std::vector<std::string> characters = isPlain ? std::vector<std::string>() : Glob::charactersOf(text);
     patterns.table.visitCandidates(text, [&](std::uint32_t number) {
       const WildcardPatterns::Entry& entry = patterns.entries[number];
       if (entry.trigger.rule >= best_) return;
-      if (entry.isForHost
-              ? matchesHost(entry.pattern)
-              : Glob::matchesBytes(entry.pattern, text) && (isPlain || Glob::matches(entry.pattern, text))) {
+      if (entry.isForHost ? matchesHost(entry.pattern)
+                          : Glob::matchesBytes(entry.pattern, text) &&
+                                (isPlain || Glob::matchesCharacters(entry.pattern, characters))) {
         consider(entry.trigger);
       }
     });
@@ -54,7 +69,7 @@ class CompiledRules::Search {
   /// Whether there is nothing more to find behind this one.
   bool consider(const Trigger& trigger) {
     if (trigger.rule >= best_) return true;
-    if (!trigger.isEnough && !LinkRouter::matches(rules_.document_.rules[trigger.rule], link_)) return false;
+    if (!trigger.isEnough && !LinkRouter::matches(rules_.document_->rules[trigger.rule], link_)) return false;
     best_ = trigger.rule;
     return true;
   }
@@ -64,17 +79,26 @@ class CompiledRules::Search {
   std::uint32_t best_ = none;
 };
 
-CompiledRules::CompiledRules(RuleSet document) : document_(std::move(document)) {
-  for (std::uint32_t number = 0; number < document_.rules.size(); ++number) {
-    if (document_.rules[number].isEnabled) compile(number);
+CompiledRules::CompiledRules(RuleSet document)
+    : document_(std::make_shared<const RuleSet>(std::move(document))), keys_(bytesOfValues(*document_) + 1) {
+  ValueCounts counts;
+  for (const LinkRule& rule : document_->rules) {
+    if (!rule.isEnabled || !needsSeveral(rule)) continue;
+    for (const Condition& condition : rule.conditions) {
+      for (const std::string_view value : condition.usableValues()) ++counts[value];
+    }
   }
+  for (std::uint32_t number = 0; number < document_->rules.size(); ++number) {
+    if (document_->rules[number].isEnabled) compile(number, counts);
+  }
+  triggers_.shrink_to_fit();
   addressWildcards_.table.build();
   fileWildcards_.table.build();
 }
 
 RouteDecision CompiledRules::decide(const URL& url, std::optional<std::string_view> sourceBundleID) const {
   const LinkRule* rule = firstMatch(IncomingLink(url, sourceBundleID));
-  return rule == nullptr ? RouteDecision() : RouteDecision::of(*rule);
+  return rule == nullptr ? RouteDecision() : RouteDecision::of(std::shared_ptr<const LinkRule>(document_, rule));
 }
 
 const LinkRule* CompiledRules::firstMatch(const IncomingLink& link) const {
@@ -90,7 +114,7 @@ const LinkRule* CompiledRules::firstMatch(const IncomingLink& link) const {
     // The host itself and what follows each of its dots.
     std::string_view domain = link.host;
     while (!domains_.empty()) {
-      search.lookUp(domains_, domain);
+      if (domain.size() <= longestDomain_) search.lookUp(domains_, domain);
       const std::size_t dot = domain.find('.');
       if (dot == std::string_view::npos) break;
       domain.remove_prefix(dot + 1);
@@ -101,16 +125,20 @@ const LinkRule* CompiledRules::firstMatch(const IncomingLink& link) const {
   return search.result();
 }
 
-void CompiledRules::compile(std::uint32_t ruleNumber) {
-  const LinkRule& rule = document_.rules[ruleNumber];
+void CompiledRules::compile(std::uint32_t ruleNumber, const ValueCounts& counts) {
+  const LinkRule& rule = document_->rules[ruleNumber];
   const auto conditions = rule.usableConditions();
-  // Where all conditions must hold, one of them stands for the rule in the tables; addresses tell links apart best.
-  const bool needsAll = rule.match == MatchMode::all && conditions.size() > 1;
-  const auto standIn = std::ranges::find(conditions, Condition::Kind::addresses,
-                                         [](const Condition& condition) { return condition.kind; });
-  const Condition* only = !needsAll ? nullptr : standIn != conditions.end() ? &standIn->get() : &conditions[0].get();
+  const bool needsAll = needsSeveral(rule);
+  // Where several conditions must hold, one of them stands for the rule in the tables: that which the fewest others
+  // share.
+  const auto sharing = [&counts](const Condition& condition) {
+    std::size_t sum = 0;
+    for (const std::string_view value : condition.usableValues()) sum += counts.at(value);
+    return sum;
+  };
+  const auto standIn = needsAll ? std::ranges::min_element(conditions, {}, sharing) : conditions.end();
   for (const Condition& condition : conditions) {
-    if (only != nullptr && only != &condition) continue;
+    if (needsAll && &condition != &standIn->get()) continue;
     for (const std::string_view value : condition.usableValues()) {
       compile(condition.kind, value, {.rule = ruleNumber, .isEnough = !needsAll, .next = none});
     }
@@ -155,6 +183,7 @@ void CompiledRules::compileAddress(std::string_view pattern, const Trigger& trig
     if (isForDomain) addWildcard(addressWildcards_, domain, true, trigger);
   } else {
     add(isForDomain ? domains_ : hosts_, domain, trigger);
+    if (isForDomain) longestDomain_ = std::max(longestDomain_, domain.size());
   }
 }
 
@@ -179,7 +208,7 @@ void CompiledRules::addWildcard(WildcardPatterns& patterns, std::string_view pat
 }
 
 std::string_view CompiledRules::keep(std::string_view text) {
-  char* copy = static_cast<char*>(memory_.allocate(text.size() + 1, 1));
+  char* copy = static_cast<char*>(keys_.allocate(text.size() + 1, 1));
   text.copy(copy, text.size());
   return {copy, text.size()};
 }

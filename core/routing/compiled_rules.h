@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <memory_resource>
 #include <optional>
 #include <string_view>
@@ -23,7 +24,9 @@ class CompiledRules {
   CompiledRules(const CompiledRules&) = delete;
   CompiledRules& operator=(const CompiledRules&) = delete;
 
-  const RuleSet& document() const { return document_; }
+  const RuleSet& document() const { return *document_; }
+  /// The document for as long as the caller keeps it.
+  std::shared_ptr<const RuleSet> sharedDocument() const { return document_; }
 
   RouteDecision decide(const URL& url, std::optional<std::string_view> sourceBundleID) const;
 
@@ -45,7 +48,7 @@ class CompiledRules {
     std::uint32_t first;
     std::uint32_t last;
   };
-  using TriggerTable = std::pmr::unordered_map<std::string_view, TriggerList>;
+  using TriggerTable = std::unordered_map<std::string_view, TriggerList>;
 
   /// Patterns with wildcards; their numbers in the table are their places among the entries.
   struct WildcardPatterns {
@@ -60,7 +63,10 @@ class CompiledRules {
 
   class Search;
 
-  void compile(std::uint32_t ruleNumber);
+  /// How often each value occurs in rules that need several conditions.
+  using ValueCounts = std::unordered_map<std::string_view, std::size_t>;
+
+  void compile(std::uint32_t ruleNumber, const ValueCounts& counts);
   void compile(Condition::Kind kind, std::string_view value, const Trigger& trigger);
   void compileAddress(std::string_view pattern, const Trigger& trigger);
   void add(TriggerTable& table, std::string_view key, const Trigger& trigger);
@@ -68,15 +74,18 @@ class CompiledRules {
   /// A copy of the text that lives as long as this.
   std::string_view keep(std::string_view text);
 
-  RuleSet document_;
-  std::pmr::monotonic_buffer_resource memory_;
+  std::shared_ptr<const RuleSet> document_;
+  /// Holds the tables' keys.
+  std::pmr::monotonic_buffer_resource keys_;
   std::vector<Trigger> triggers_;
-  TriggerTable hosts_{&memory_};
+  TriggerTable hosts_;
   /// From "example.org", for the pattern "*.example.org".
-  TriggerTable domains_{&memory_};
-  TriggerTable addresses_{&memory_};
-  TriggerTable files_{&memory_};
-  TriggerTable apps_{&memory_};
+  TriggerTable domains_;
+  /// Whoever makes a link can make its host long; longer pieces of it need not be looked up.
+  std::size_t longestDomain_ = 0;
+  TriggerTable addresses_;
+  TriggerTable files_;
+  TriggerTable apps_;
   WildcardPatterns addressWildcards_;
   WildcardPatterns fileWildcards_;
 };

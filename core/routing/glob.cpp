@@ -34,12 +34,6 @@ bool matchesSequence(const auto& pattern, const auto& text, auto isStar) {
   return patternAt == pattern.size();
 }
 
-std::vector<std::string> charactersOf(std::string_view folded) {
-  std::vector<std::string> result;
-  for (text::Character& character : text::characters(folded)) result.push_back(std::move(character.utf8));
-  return result;
-}
-
 }  // namespace
 
 bool Glob::matches(std::string_view pattern, std::string_view text) {
@@ -47,8 +41,18 @@ bool Glob::matches(std::string_view pattern, std::string_view text) {
   const std::string foldedText = text::folded(std::string(text));
   const bool matchesAsBytes = matchesBytes(foldedPattern, foldedText);
   if (!matchesAsBytes || isPlain(foldedText)) return matchesAsBytes;
-  return matchesSequence(charactersOf(foldedPattern), charactersOf(foldedText),
+  return matchesCharacters(foldedPattern, charactersOf(foldedText));
+}
+
+bool Glob::matchesCharacters(std::string_view foldedPattern, const std::vector<std::string>& characters) {
+  return matchesSequence(charactersOf(foldedPattern), characters,
                          [](const std::string& character) { return character == "*"; });
+}
+
+std::vector<std::string> Glob::charactersOf(std::string_view folded) {
+  std::vector<std::string> result;
+  for (text::Character& character : text::characters(folded)) result.push_back(std::move(character.utf8));
+  return result;
 }
 
 bool Glob::isPlain(std::string_view text) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace corvana {
 
@@ -19,6 +21,10 @@ struct Glob {
   /// The same as `matches`, for a pattern and a plain text that are both folded. If the text is not plain this tells
   /// less: where it says no, `matches` does.
   static bool matchesBytes(std::string_view foldedPattern, std::string_view foldedText);
+
+  /// The same as `matches`, for a folded pattern and the characters of a folded text.
+  static bool matchesCharacters(std::string_view foldedPattern, const std::vector<std::string>& characters);
+  static std::vector<std::string> charactersOf(std::string_view folded);
 };
 
 }  // namespace corvana

@@ -22,10 +22,17 @@ std::string expandingTilde(std::string_view path) {
 
 }  // namespace
 
+bool RouteDecision::operator==(const RouteDecision& other) const {
+  const bool sameRule = rule == other.rule || (rule && other.rule && *rule == *other.rule);
+  return sameRule && target == other.target;
+}
+
 RouteDecision LinkRouter::decide(const URL& url, std::optional<std::string_view> sourceBundleID, const RuleSet& set) {
   const IncomingLink link(url, sourceBundleID);
   for (const LinkRule& rule : set.rules) {
-    if (rule.isEnabled && matches(rule, link)) return RouteDecision::of(rule);
+    if (rule.isEnabled && matches(rule, link)) {
+      return RouteDecision::of(std::make_shared<const LinkRule>(rule));
+    }
   }
   return {};
 }
@@ -123,7 +130,7 @@ std::string LinkRouter::canonical(std::string path) {
 
 std::size_t std::hash<corvana::RouteDecision>::operator()(const corvana::RouteDecision& decision) const noexcept {
   corvana::FieldHasher hasher;
-  hasher.add(decision.rule);
+  if (decision.rule) hasher.add(*decision.rule);
   hasher.add(decision.target);
   return hasher.value();
 }

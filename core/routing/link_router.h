@@ -2,6 +2,7 @@
 
 #include <array>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,14 +16,18 @@ namespace corvana {
 
 /// Where a link goes by the rules: the rule that claims it and that rule's target, or neither.
 struct RouteDecision {
-  std::optional<LinkRule> rule;
+  /// Shared, since a rule may be long; never changed.
+  std::shared_ptr<const LinkRule> rule;
   std::optional<RouteTarget> target;
 
-  bool isFallback() const { return !rule; }
+  bool isFallback() const { return rule == nullptr; }
 
-  static RouteDecision of(const LinkRule& rule) { return {.rule = rule, .target = rule.target}; }
+  static RouteDecision of(std::shared_ptr<const LinkRule> rule) {
+    const LinkRule& claiming = *rule;
+    return {.rule = std::move(rule), .target = claiming.target};
+  }
 
-  bool operator==(const RouteDecision&) const = default;
+  bool operator==(const RouteDecision& other) const;
 };
 
 /// What rules mean, as a direct walk over the document. Pure functions but for the user's home directory, which "~/"

@@ -69,7 +69,8 @@ bool RecentLink::isLocalFile() const {
 
 std::string RecentLink::displayHost() const {
   if (const auto file = filePathOf(url)) {
-    return file->has_filename() ? file->filename().string() : file->parent_path().filename().string();
+    const std::filesystem::path name = (file->has_filename() ? *file : file->parent_path()).filename();
+    return name.empty() ? "/" : name.string();
   }
   std::string host = hostOf(url);
   return host.empty() ? url : host;

@@ -1,7 +1,7 @@
 #include "core/routing/rule_check.h"
 
+#include <algorithm>
 #include <map>
-#include <optional>
 
 #include "core/routing/link_router.h"
 #include "platform/ascii.h"
@@ -10,26 +10,24 @@
 namespace corvana {
 namespace {
 
-/// Why no link can ever match the pattern.
-std::optional<std::string> whyItNeverMatches(std::string_view pattern) {
-  if (LinkRouter::isFilePathPattern(pattern)) return std::nullopt;
-  const std::string expanded = LinkRouter::expandedAddressPattern(pattern);
-  if (expanded.empty()) return "it has neither host nor path";
-  if (expanded.find('#') != std::string::npos) return "fragments (#...) are not compared";
-  const std::size_t slash = expanded.find('/');
-  const std::string host = expanded.substr(0, slash);
-  if (!ascii::isASCII(host)) {
-    const auto name = domainToASCII(host.starts_with("*.") ? host.substr(2) : host);
-    return "hosts are compared in ASCII" +
-           (name ? "; write " + std::string(host.starts_with("*.") ? "*." : "") + *name : "");
+/// Whether the text could be of an IPv6 address, the only host with colons.
+bool mayBeIPv6(std::string_view host) {
+  return std::ranges::all_of(
+      host, [](char c) { return ascii::hexadecimalValue(c) >= 0 || c == ':' || c == '[' || c == ']' || c == '*'; });
+}
+
+std::optional<std::string> whyNoHostMatches(std::string_view host) {
+  constexpr std::string_view anySubdomain = "*.";
+  const bool isForDomain = host.starts_with(anySubdomain);
+  const std::string_view domain = isForDomain ? host.substr(anySubdomain.size()) : host;
+  if (!ascii::isASCII(domain)) {
+    const auto name = domain.find('*') == std::string_view::npos ? domainToASCII(domain) : std::nullopt;
+    const std::string prefix(isForDomain ? anySubdomain : "");
+    return "hosts are compared in ASCII" + (name ? "; write " + prefix + *name : "");
   }
-  if (host.find('@') != std::string::npos && slash == std::string::npos) return "user names are not compared";
-  if (host.find(':') != std::string::npos && !host.starts_with('[') && host.find('*') == std::string::npos) {
-    return "ports are not compared";
-  }
-  if (host.find_first_of(" \t<>^|\\%") != std::string::npos && slash == std::string::npos) {
-    return "no host has such a character";
-  }
+  if (host.find(':') != std::string_view::npos && !mayBeIPv6(host)) return "ports are not compared";
+  if (host.find('@') != std::string_view::npos) return "user names are not compared";
+  if (host.find_first_of(" \t<>^|\\#?") != std::string_view::npos) return "no host has such a character";
   return std::nullopt;
 }
 
@@ -44,8 +42,8 @@ std::vector<RuleWarning> checkRules(const RuleSet& set) {
     for (const Condition& condition : rule.usableConditions()) {
       if (condition.kind != Condition::Kind::addresses) continue;
       for (const std::string_view value : condition.usableValues()) {
-        if (const auto reason = whyItNeverMatches(value)) {
-          warnings.push_back({place, "\"" + std::string(value) + "\" never matches: " + *reason});
+        if (const auto reason = whyNoWebLinkMatches(value)) {
+          warnings.push_back({place, "\"" + std::string(value) + "\" matches no web link: " + *reason});
         }
       }
     }
@@ -53,6 +51,17 @@ std::vector<RuleWarning> checkRules(const RuleSet& set) {
     if (!isNew) warnings.push_back({place, "has the id of rule " + std::to_string(first->second + 1)});
   }
   return warnings;
+}
+
+std::optional<std::string> whyNoWebLinkMatches(std::string_view pattern) {
+  if (LinkRouter::isFilePathPattern(pattern)) return std::nullopt;
+  const std::string expanded = LinkRouter::expandedAddressPattern(pattern);
+  const std::size_t slash = expanded.find('/');
+  const std::string host = expanded.substr(0, slash);
+  if (host.empty()) return "it has no host; write the path alone for a file";
+  // Before a slash, a star may stand for a host and more.
+  const bool isOpen = slash != std::string::npos && host.find('*') != std::string::npos;
+  return isOpen ? std::nullopt : whyNoHostMatches(host);
 }
 
 }  // namespace corvana

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/routing/rule_document.h"
@@ -19,5 +21,9 @@ struct RuleWarning {
 
 /// In the order of the rules. Any thread.
 std::vector<RuleWarning> checkRules(const RuleSet& set);
+
+/// Why no link of the web can match this pattern for addresses, and what to write instead; nothing when one can, or
+/// when it is a pattern for files.
+std::optional<std::string> whyNoWebLinkMatches(std::string_view pattern);
 
 }  // namespace corvana

@@ -22,9 +22,9 @@ RuleStore& RuleStore::shared() {
   return store;
 }
 
-const RuleSet& RuleStore::current() {
+std::shared_ptr<const RuleSet> RuleStore::current() {
   reloadIfChanged();
-  return set();
+  return rules_->sharedDocument();
 }
 
 RouteDecision RuleStore::decide(const URL& url, std::optional<std::string_view> sourceBundleID) {
@@ -49,6 +49,7 @@ bool RuleStore::reloadIfChanged() {
   try {
     rules_ = compiled(RuleSet::parse(file_.read()));
   } catch (const std::exception& error) {
+    if (file_.state() == DocumentFile::State::missing) return reloadIfChanged();  // it has gone just now
     problem_ = error.what();
     Log::helper.error("rules.json could not be read; routing everything to the fallback: ", *problem_);
     rules_ = compiled({});

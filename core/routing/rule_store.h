@@ -21,11 +21,11 @@ class RuleStore {
   /// The process's own, made at the first use. For composition roots.
   static RuleStore& shared();
 
-  /// The document as it was last loaded or saved.
+  /// The document as it was last loaded or saved; valid until that happens again.
   const RuleSet& set() const { return rules_->document(); }
 
-  /// The document as it is now.
-  const RuleSet& current();
+  /// The document as it is now, for as long as the caller keeps it.
+  std::shared_ptr<const RuleSet> current();
 
   /// Where a link goes by the document as it is now.
   RouteDecision decide(const URL& url, std::optional<std::string_view> sourceBundleID);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -19,7 +20,7 @@ class WildcardTable {
   /// To be called once, after all patterns were added.
   void build();
 
-  /// Calls `visit` with the number of every pattern that `text` could match, and of some others; maybe twice.
+  /// Calls `visit` once with the number of every pattern that `text` could match, and of some others.
   void visitCandidates(std::string_view text, auto visit) const {
     for (const std::uint32_t number : unfiltered_) visit(number);
     visitCandidates(long_, text, visit);
@@ -54,13 +55,17 @@ class WildcardTable {
   template <std::size_t size>
   void visitCandidates(const Grams<size>& grams, std::string_view text, auto& visit) const {
     if (grams.firstOf.empty()) return;
+    std::vector<std::uint32_t> found;  // a piece may be in the text many times
     for (std::size_t i = 0; i + size <= text.size(); ++i) {
       const std::uint64_t gram = Grams<size>::at(text.data() + i);
       const std::size_t slot = grams.slotOf(gram);
       if ((grams.filter[slot / 64] >> (slot % 64) & 1) == 0) continue;
-      const auto found = grams.firstOf.find(gram);
-      if (found == grams.firstOf.end()) continue;
-      for (std::uint32_t number = found->second; number != none; number = nextWithSameGram_[number]) visit(number);
+      if (const auto first = grams.firstOf.find(gram); first != grams.firstOf.end()) found.push_back(first->second);
+    }
+    std::ranges::sort(found);
+    found.erase(std::ranges::unique(found).begin(), found.end());
+    for (std::uint32_t number : found) {
+      for (; number != none; number = nextWithSameGram_[number]) visit(number);
     }
   }
 

@@ -67,8 +67,7 @@ std::string described(const RuleVerdict& verdict, bool isLate) {
 void print(const URL& url, const Route& route, const RuleSet& set) {
   std::printf("%s\n  goes to %s: %s\n", url.absoluteString().c_str(), described(route.target).c_str(),
               route.rule ? ("rule " + std::to_string(*route.rule + 1)).c_str() : "no rule claims it");
-  const auto parts = LinkParts::split(url);
-  if (!parts) std::printf("  (no browser would open it: it has no valid host)\n");
+  if (!LinkParts::split(url)) std::printf("  (no browser would open it: its host or port is not valid)\n");
   for (std::size_t place = 0; place < set.rules.size(); ++place) {
     std::printf("  rule %zu \"%s\" %s\n", place + 1, set.rules[place].name.c_str(),
                 described(route.verdicts[place], route.rule && *route.rule < place).c_str());
@@ -88,14 +87,15 @@ nlohmann::json jsonOf(const URL& url, const Route& route, const RuleSet& set) {
                      {"outcome", nameOf(route.verdicts[place].outcome)},
                      {"conditions", conditions}});
   }
-  nlohmann::json result = {{"url", url.absoluteString()}, {"rules", rules}};
+  nlohmann::json result = {
+      {"url", url.absoluteString()}, {"isValid", LinkParts::split(url).has_value()}, {"rules", rules}};
   if (route.target) result["target"] = encode(*route.target);
-  if (route.rule) result["rule"] = *route.rule;
+  if (route.rule) result["ruleIndex"] = *route.rule;
   return result;
 }
 
 void route(const Options& options) {
-  const RuleSet set = readRules(options.rulesFile);
+  const RuleSet set = RulesFile::read(options.rulesFile).set;
   nlohmann::json results = nlohmann::json::array();
   for (const std::string& text : options.urls) {
     const auto url = URL::absolute(text);

@@ -56,19 +56,20 @@ class TemporaryFile {
     return modificationDateOf(status);
   }
 
-  /// Two files written within one tick of the file system's clock would have the same date, and one written after the
-  /// clock was set back an earlier one.
-  void makeLaterThan(const ModificationDate& other) {
+  /// Gives it the time of now, to the nanosecond: the file system's own clock ticks so seldom that two files in a row,
+  /// of two processes even, would have the same date. If that is not later than `replaced`, the clock having been set
+  /// back, it becomes so.
+  void setDate(const std::optional<ModificationDate>& replaced) {
     constexpr std::int64_t nanosecondsInASecond = 1'000'000'000;
-    if (other.seconds > std::int64_t{1} << 40) return;  // nonsense, and near the end of what can be expressed
+    timespec now{};
+    if (::clock_gettime(CLOCK_REALTIME, &now) == 0) set(now);
+    if (!replaced || replaced->seconds > std::int64_t{1} << 40) return;  // nonsense, and near the end of all dates
     // File systems that keep less than nanoseconds round down; the coarsest keeps every other second.
     for (const std::int64_t step : {std::int64_t{1}, std::int64_t{1'000}, 2 * nanosecondsInASecond}) {
-      if (date() > other) return;
-      const std::int64_t nanoseconds = other.nanoseconds + step;
-      const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT},
-                                {.tv_sec = other.seconds + nanoseconds / nanosecondsInASecond,
-                                 .tv_nsec = nanoseconds % nanosecondsInASecond}};
-      if (::futimens(descriptor_.get(), times) != 0) fail("cannot set the date of", path_, errno);
+      if (date() > *replaced) return;
+      const std::int64_t nanoseconds = replaced->nanoseconds + step;
+      set({.tv_sec = replaced->seconds + nanoseconds / nanosecondsInASecond,
+           .tv_nsec = nanoseconds % nanosecondsInASecond});
     }
   }
 
@@ -79,6 +80,11 @@ class TemporaryFile {
   }
 
  private:
+  void set(const timespec& date) {
+    const timespec times[] = {{.tv_sec = 0, .tv_nsec = UTIME_OMIT}, date};
+    if (::futimens(descriptor_.get(), times) != 0) fail("cannot set the date of", path_, errno);
+  }
+
   std::filesystem::path path_;
   UniqueFD descriptor_;
   bool isPlaced_ = false;
@@ -146,16 +152,18 @@ DatedContent readDated(const std::filesystem::path& file, std::size_t maximumByt
   }
 }
 
-void replace(const std::filesystem::path& file, std::string_view bytes) {
+ModificationDate replace(const std::filesystem::path& file, std::string_view bytes) {
   TemporaryFile fresh(file.parent_path() / (temporaryPrefix(file) + randomUUID() + std::string(temporarySuffix)));
   fresh.write(bytes);
-  if (const auto replaced = modificationDate(file)) fresh.makeLaterThan(*replaced);
+  fresh.setDate(modificationDate(file));
+  const ModificationDate date = fresh.date();
   fresh.moveTo(file);
 
   // The new file is in its place. Were its folder's entry lost to a power failure, the old one would be there, whole.
   const UniqueFD folder(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder) (void)synchronize(folder.get());
   removeLeftovers(file);
+  return date;
 }
 
 void createPrivateDirectories(const std::filesystem::path& directory) {

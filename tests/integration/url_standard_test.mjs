@@ -78,7 +78,7 @@ const isLeftOut = (text) => /\u0000|%00/.test(text) ||
   // dot segments at the end of a path that is not of the web, which keeps its slash;
   /^(foo|mailto|javascript|x-)[^?#]*(\.|%\s*2\s*e)\s*([?#\s\u0001]|$)/i.test(text) ||
   // dot segments behind a folder whose name begins with a dot, which count like others;
-  /[/\\]\.+[^/\\.?#]/.test(text) ||
+  /[/\\]\.+[^/\\.?#%]/.test(text) ||
   // and behind a folder of a file whose name only begins like a drive, which can be left.
   /^file:.*[/\\][a-z][:|][^/\\?#]/i.test(text);
 // (It also takes domains that break the rules for mixed directions, of which there are none above.)

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <random>
 #include <span>
 
 #include "core/routing/glob.h"
+#include "core/routing/rule_check.h"
 #include "platform/text.h"
 #include "platform/user_directories.h"
 #include "tests/support/stress.h"
@@ -96,8 +99,18 @@ TEST(CompiledRules, DecideAsTheWalkDoes) {
   const support::TemporaryHome home;
   Generator generator(1);
   std::size_t matched = 0;
+  std::size_t warned = 0;
   for (int documents = 0; documents < support::rounds(30'000); ++documents) {
     const CompiledRules rules(generator.document());
+    std::vector<std::string> useless;
+    for (const LinkRule& rule : rules.document().rules) {
+      for (const Condition& condition : rule.conditions) {
+        if (condition.kind != Condition::Kind::addresses) continue;
+        std::ranges::copy_if(condition.values, std::back_inserter(useless),
+                             [](const std::string& value) { return whyNoWebLinkMatches(value).has_value(); });
+      }
+    }
+    warned += useless.size();
     for (int links = 0; links < 8; ++links) {
       const auto url = URL::absolute(generator.link());
       if (!url) continue;
@@ -108,8 +121,14 @@ TEST(CompiledRules, DecideAsTheWalkDoes) {
       matched += expected.isFallback() ? 0 : 1;
       ASSERT_EQ(rules.decide(*url, source), expected) << url->absoluteString() << " from " << app << "\n"
                                                       << rules.document().documentText();
+      if (!url->absoluteString().starts_with("http")) continue;
+      for (const std::string& pattern : useless) {
+        ASSERT_FALSE(LinkRouter::matchesAddress(pattern, IncomingLink(*url, source)))
+            << pattern << " on " << url->absoluteString();
+      }
     }
   }
+  EXPECT_GT(warned, 10'000u);
   EXPECT_GT(matched, 30'000u) << "too few links met a rule for this to say much";
 }
 
