@@ -15,8 +15,13 @@ int main(int argumentCount, char** arguments) try {
   CLI::App app("Corvana gives each Chrome profile or tab group an application of its own", "corvana");
   app.require_subcommand(1);
   commands::addMakeApp(app);
+  commands::addApps(app);
+  commands::addProfiles(app);
+  commands::addBrowsers(app);
   commands::addRoute(app);
   commands::addRules(app);
+  commands::addHistory(app);
+  commands::addSettings(app);
   commands::addIPC(app);
   CLI11_PARSE(app, argumentCount, arguments);
   return 0;

@@ -9,8 +9,13 @@ class App;
 namespace corvana::commands {
 
 void addMakeApp(CLI::App& app);
-void addIPC(CLI::App& app);
+void addApps(CLI::App& app);
+void addProfiles(CLI::App& app);
+void addBrowsers(CLI::App& app);
 void addRoute(CLI::App& app);
 void addRules(CLI::App& app);
+void addHistory(CLI::App& app);
+void addSettings(CLI::App& app);
+void addIPC(CLI::App& app);
 
 }  // namespace corvana::commands

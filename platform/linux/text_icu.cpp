@@ -70,7 +70,10 @@ std::weak_ordering compareStandard(std::string_view a, std::string_view b) {
   // Making one takes long; it keeps the language that the user had then.
   static const std::unique_ptr<const icu::Collator> collator = [] {
     UErrorCode status = U_ZERO_ERROR;
-    std::unique_ptr<icu::Collator> result(icu::Collator::createInstance(status));
+    // The "C" locale sorts by bytes, as no file manager does.
+    const bool isC = std::string_view(icu::Locale::getDefault().getVariant()) == "POSIX";
+    const icu::Locale& locale = isC ? icu::Locale::getRoot() : icu::Locale::getDefault();
+    std::unique_ptr<icu::Collator> result(icu::Collator::createInstance(locale, status));
     if (U_FAILURE(status)) fail(status);
     result->setStrength(icu::Collator::SECONDARY);  // accents count, letter case does not
     result->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);

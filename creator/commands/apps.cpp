@@ -1,0 +1,67 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "core/identity/json_coding.h"
+#include "core/registry/registry.h"
+#include "creator/commands/commands.h"
+#include "creator/commands/output.h"
+#include "platform/linux/event_loop.h"
+#include "platform/linux/workspace_linux.h"
+
+namespace corvana::commands {
+namespace {
+
+std::string statusOf(const RegisteredApp& app) {
+  if (app.isMissing || !app.existsOnDisk()) return "missing";
+  std::string reasons;
+  for (const std::string& reason : app.rebuildReasons()) reasons.append(reasons.empty() ? "" : " ").append(reason);
+  return reasons.empty() ? "up to date" : "rebuild: " + reasons;
+}
+
+void list(bool rescans, bool asJSON) {
+  Registry registry = Registry::load();
+  if (rescans) {
+    EventLoop loop;
+    WorkspaceLinux workspace(loop);
+    registry.rescan(workspace, loop);
+    registry.save();
+  }
+  Table table{.headings = {"NAME", "IDENTIFIER", "PROFILE", "PATH", "STATUS"}, .rows = {}};
+  nlohmann::json apps = nlohmann::json::array();
+  for (const RegisteredApp& app : registry.apps) {
+    const std::string group = app.config.isTabGroup() ? " / " + *app.config.tabGroupName : "";
+    table.rows.push_back({app.name, app.bundleID, app.config.profileName + group, app.path, statusOf(app)});
+    nlohmann::json entry = {{"bundleID", app.bundleID},
+                            {"name", app.name},
+                            {"path", app.path},
+                            {"config", encode(app.config)},
+                            {"createdAt", encode(app.createdAt)},
+                            {"isMissing", app.isMissing || !app.existsOnDisk()},
+                            {"rebuildReasons", app.rebuildReasons()}};
+    if (app.stubRevision) entry["stubRevision"] = *app.stubRevision;
+    apps.push_back(std::move(entry));
+  }
+  if (asJSON) {
+    print(apps);
+  } else {
+    print(table, "No proxy apps are registered; --rescan looks for them.");
+  }
+}
+
+}  // namespace
+
+void addApps(CLI::App& app) {
+  struct Options {
+    bool rescans = false;
+    bool asJSON = false;
+  };
+  const auto options = std::make_shared<Options>();
+  CLI::App* command = app.add_subcommand("apps", "List the proxy apps that were built");
+  command->add_flag("--rescan", options->rescans, "Look for them first, and remember what was found");
+  command->add_flag("--json", options->asJSON, "Print JSON");
+  command->callback([options] { list(options->rescans, options->asJSON); });
+}
+
+}  // namespace corvana::commands

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+namespace corvana::commands {
+
+/// What a command lists: for people as a table, for programs as JSON.
+struct Table {
+  std::vector<std::string> headings;
+  std::vector<std::vector<std::string>> rows;
+};
+
+/// Prints the table with aligned columns, or `nothing` when it has no rows. Control characters in a cell are shown as
+/// "?": names come from other programs' files.
+void print(const Table& table, const std::string& nothing);
+
+void print(const nlohmann::json& document);
+
+}  // namespace corvana::commands
