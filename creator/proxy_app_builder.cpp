@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "core/identity/log.h"
+#include "core/stub/stub_revision.h"
 #include "platform/uuid.h"
 
 namespace corvana {
@@ -31,6 +32,7 @@ PropertyDictionary infoPlist(const ProxyAppPlan& plan) {
   put("CFBundleExecutable", "CorvanaStub");
   put("CFBundlePackageType", "APPL");
   put("CFBundleInfoDictionaryVersion", "6.0");
+  plist.emplace(StubRevision::plistKey, PropertyValue{StubRevision::current});
   return plist;
 }
 

@@ -109,6 +109,11 @@ std::vector<fs::path> ApplicationHandlersGIO::applications(const Handled& handle
     }
   }
   ::g_list_free(list);
+  // GIO puts what is associated first, but the default only among that.
+  if (const auto preferred = defaultApplication(handled)) {
+    const auto found = std::ranges::find(result, *preferred);
+    if (found != result.end()) std::rotate(result.begin(), found, found + 1);
+  }
   return result;
 }
 

@@ -4,6 +4,7 @@ Usage: real_chromium_test.py SOURCE_FOLDER CORVANA CORVANA_STUB
 """
 
 import http.server
+import json
 import os
 import queue
 import shlex
@@ -74,8 +75,11 @@ class RealChromium(unittest.TestCase):
 
     def make_app(self, name, profile):
         app = os.path.join(self.folder, f"{name}.app")
-        subprocess.run([CORVANA, "make-app", app, "--profile", profile, "--stub", STUB], check=True, capture_output=True)
+        self.corvana("make-app", app, "--profile", profile, "--stub", STUB)
         return os.path.join(app, "Contents", "MacOS", "CorvanaStub")
+
+    def corvana(self, *arguments):
+        return subprocess.run([CORVANA, *arguments], env=self.environment, check=True, capture_output=True).stdout
 
     def start(self, *command):
         # As a careless launcher would: with a pipe that everything could inherit.
@@ -89,12 +93,18 @@ class RealChromium(unittest.TestCase):
         return int(os.readlink(os.path.join(self.data, "SingletonLock")).rsplit("-", 1)[1])
 
     def test_the_story_of_a_profile(self):
-        executable = self.make_app("Home", "Profile 1")
+        executable = self.make_app("Home", "Home")
         first = self.start(executable, f"{self.origin}/first")
         self.server.expect(self, "/first")
         with open(f"/proc/{self.browser()}/cmdline") as line:
             self.assertIn("--profile-directory=Profile 1", line.read())
         self.assertTrue(os.path.isdir(os.path.join(self.data, "Profile 1")))
+
+        # The browser's own list of its profiles is read while it runs.
+        profiles = json.loads(self.corvana("profiles", "--json"))
+        self.assertEqual([(profile["directory"], profile["name"]) for profile in profiles],
+                         [("Default", "Work"), ("Profile 1", "Home")])
+        self.assertEqual([app["config"]["profileName"] for app in json.loads(self.corvana("apps", "--json"))], ["Home"])
 
         # What it does not use it does not load, neither at its start nor later.
         with open(f"/proc/{first.pid}/maps") as maps:

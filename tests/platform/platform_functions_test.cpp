@@ -5,6 +5,8 @@
 #include <regex>
 #include <set>
 
+#include "platform/base64.h"
+#include "platform/bookmark.h"
 #include "platform/files.h"
 #include "platform/linux/system_log.h"
 #include "platform/property_list.h"
@@ -16,6 +18,7 @@
 namespace corvana {
 namespace {
 
+namespace fs = std::filesystem;
 using support::TemporaryHome;
 using testing::HasSubstr;
 
@@ -148,6 +151,52 @@ TEST(Text, SplitsIntoUserPerceivedCharacters) {
 TEST(SystemLog, LinesCannotBeForged) {
   EXPECT_EQ(logLine({"app.corvana", "stub", LogLevel::notice, "a\nb\x1B[2Jc\tü\x7F"}),
             "app.corvana [stub] default: a\\x0ab\\x1b[2Jc\\x09ü\\x7f");
+}
+
+TEST(Text, IsSortedAsFileManagersDo) {
+  const std::vector<std::string> sorted{"", " a", "1", "02", "10", "a", "B", "b 2", "b 10", "\u00E9", "f"};
+  for (std::size_t i = 0; i + 1 < sorted.size(); ++i) {
+    EXPECT_TRUE(text::compareStandard(sorted[i], sorted[i + 1]) < 0) << sorted[i] << " before " << sorted[i + 1];
+    EXPECT_TRUE(text::compareStandard(sorted[i + 1], sorted[i]) > 0) << sorted[i];
+  }
+  EXPECT_TRUE(text::compareStandard("Work", "wORK") == 0);
+}
+
+TEST(Base64, RefusesWhatItWouldNotHaveWritten) {
+  for (const std::string& bytes : {std::string(), std::string("a"), std::string("\0\xFF", 2), std::string(1000, 'x')}) {
+    EXPECT_EQ(base64::decode(base64::encode(bytes)), bytes);
+  }
+  EXPECT_EQ(base64::encode("\xFB\xEF"), "++8=");
+  for (const char* text : {"a", "YQ", "YQ=", "YR==", "Y Q==", "YQ==YQ==", "-_8=", "\u00FC"}) {
+    EXPECT_FALSE(base64::decode(text)) << text;
+  }
+}
+
+TEST(Bookmark, FindsAFileThatWasRenamedOrMoved) {
+  const TemporaryHome home;
+  const fs::path file = home.write("a/file", "content");
+  const fs::path link = home.path() / "a/link";
+  fs::create_symlink(file, link);
+  const std::string bookmark = bookmark::of(file).value();
+  const std::vector<fs::path> folders{"/nonexistent", home.path() / "b"};
+  EXPECT_EQ(bookmark::of(home.path() / "a/../a/file/"), bookmark) << "however it is written";
+  EXPECT_EQ(bookmark::resolve(bookmark, {}), file);
+  EXPECT_EQ(bookmark::resolve(bookmark::of(link).value(), {}), link);
+  fs::rename(file, home.path() / "a/new name");
+  home.write("a/file", "another");
+  EXPECT_EQ(bookmark::resolve(bookmark, {}), home.path() / "a/new name");
+  fs::create_directory(home.path() / "b");
+  fs::rename(home.path() / "a/new name", home.path() / "b/moved");
+  EXPECT_FALSE(bookmark::resolve(bookmark, {}));
+  EXPECT_EQ(bookmark::resolve(bookmark, folders), home.path() / "b/moved");
+  fs::remove(home.path() / "b/moved");
+  EXPECT_FALSE(bookmark::resolve(bookmark, folders));
+  EXPECT_FALSE(bookmark::of(home.path() / "none"));
+  for (const std::string& text : {std::string(), std::string("1 2 3"), std::string("2 1 1 1 1 /x"),
+                                  std::string("1 1 1 1 1 x"), std::string("1 1 -1 1 1 /x"), std::string(5'000, '1'),
+                                  "1 1 1 1 1 /" + std::string(100'000, 'x'), std::string("1 1 1 1 1 /\0", 12)}) {
+    EXPECT_FALSE(bookmark::resolve(text, folders)) << text.substr(0, 40);
+  }
 }
 
 }  // namespace
