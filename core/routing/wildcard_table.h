@@ -63,7 +63,7 @@ class WildcardTable {
       if (const auto first = grams.firstOf.find(gram); first != grams.firstOf.end()) found.push_back(first->second);
     }
     std::ranges::sort(found);
-    found.erase(std::ranges::unique(found).begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
     for (std::uint32_t number : found) {
       for (; number != none; number = nextWithSameGram_[number]) visit(number);
     }
