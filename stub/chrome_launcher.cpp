@@ -4,6 +4,7 @@
 
 #include "core/identity/corvana.h"
 #include "core/identity/log.h"
+#include "core/stub/chrome_windows.h"
 
 namespace corvana {
 
@@ -12,8 +13,7 @@ std::filesystem::path ChromeLauncher::chromeURL(Workspace& workspace) {
 }
 
 std::optional<RunningApplication> ChromeLauncher::runningChrome(Workspace& workspace) {
-  const std::vector<RunningApplication> running = workspace.runningApplications(Corvana::chromeBundleID);
-  return running.empty() ? std::nullopt : std::optional(running.front());
+  return ChromeWindows::runningChrome(workspace);
 }
 
 void ChromeLauncher::launch(Workspace& workspace, Scheduler& mainQueue, const std::string& profileDirectory,

@@ -1,6 +1,6 @@
 """The proxy app against a real Chromium, in a private session with a display of its own.
 
-Usage: real_chromium_test.py SOURCE_FOLDER CORVANA CORVANA_STUB
+Usage: real_chromium_test.py SOURCE_FOLDER CORVANA CORVANA_STUB WINDOW_LIST_DUMP
 """
 
 import http.server
@@ -15,7 +15,7 @@ import tempfile
 import threading
 import unittest
 
-SOURCE, CORVANA, STUB = sys.argv[1:4]
+SOURCE, CORVANA, STUB, WINDOW_LIST_DUMP = sys.argv[1:5]
 SESSION_SCRIPT = os.path.join(SOURCE, "scripts", "private-session.sh")
 PATIENCE = 60  # seconds; what is waited for normally takes one or two
 
@@ -89,6 +89,13 @@ class RealChromium(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
+    def windows(self, **changes):
+        """The windows as (owner, whether it is higher than 100, layer), and what is said of the whole list."""
+        lines = subprocess.run([WINDOW_LIST_DUMP], env=self.environment | changes, check=True, capture_output=True,
+                               text=True).stdout.splitlines()
+        fields = [line.split() for line in lines[:-1]]
+        return [(owner, int(height) > 100, layer) for owner, height, layer in fields], lines[-1]
+
     def browser(self):
         return int(os.readlink(os.path.join(self.data, "SingletonLock")).rsplit("-", 1)[1])
 
@@ -105,6 +112,14 @@ class RealChromium(unittest.TestCase):
         self.assertEqual([(profile["directory"], profile["name"]) for profile in profiles],
                          [("Default", "Work"), ("Profile 1", "Home")])
         self.assertEqual([app["config"]["profileName"] for app in json.loads(self.corvana("apps", "--json"))], ["Home"])
+
+        # The browser's one window is seen, also when it is hidden; under Wayland it might not be the only one.
+        expected = (str(self.browser()), True, "0")
+        self.assertEqual(self.windows(), ([expected], "complete"))
+        subprocess.run(["wmctrl", "-k", "on"], env=self.environment, check=True)
+        self.assertEqual(self.windows(), ([expected], "complete"))
+        self.assertEqual(self.windows(WAYLAND_DISPLAY="wayland-0"), ([expected], "incomplete"))
+        self.assertEqual(self.windows(DISPLAY=":77"), ([], "none"))
 
         # What it does not use it does not load, neither at its start nor later.
         with open(f"/proc/{first.pid}/maps") as maps:
