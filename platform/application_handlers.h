@@ -46,8 +46,8 @@ class ApplicationHandlers {
   /// The one that does open it.
   virtual std::optional<std::filesystem::path> defaultApplication(const Handled& handled) = 0;
 
-  /// Makes the application the one that opens it; `completion` is called exactly once, on any thread and never inside
-  /// this call, with what went wrong or nothing. The system may ask the user first.
+  /// Makes the application the one that opens it; `completion` is called exactly once, on the main thread and never
+  /// inside this call, with what went wrong or nothing. The system may ask the user first.
   virtual void setDefaultApplication(const std::filesystem::path& application, const Handled& handled,
                                      Completion completion) = 0;
 

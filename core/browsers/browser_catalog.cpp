@@ -196,12 +196,12 @@ std::optional<std::string> BrowserCatalog::lastResortName(const RuleSet& set, Wo
 }
 
 const BrowserEntry* BrowserCatalog::lastResort(const RuleSet& set, const std::vector<BrowserEntry>& installed) {
-  const auto isFree = [&set](const BrowserEntry& browser) { return isOffered(browser, set); };
+  const auto isChosen = [&set](const BrowserEntry& browser) { return isOffered(browser, set); };
   for (const std::string_view bundleID : lastResortOrder) {
     const auto found = std::ranges::find(installed, bundleID, &BrowserEntry::bundleID);
-    if (found != installed.end() && isFree(*found)) return &*found;
+    if (found != installed.end() && isChosen(*found)) return &*found;
   }
-  const auto offered = std::ranges::find_if(installed, isFree);
+  const auto offered = std::ranges::find_if(installed, isChosen);
   if (offered != installed.end()) return &*offered;
   // All are switched off, but the link has to open somewhere.
   return installed.empty() ? nullptr : &installed.front();

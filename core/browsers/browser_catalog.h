@@ -95,7 +95,8 @@ struct BrowserCatalog {
   static bool handles(std::string_view contentType, ApplicationHandlers& handlers);
   static bool handlesAnyFileType(ApplicationHandlers& handlers);
   static bool handlesHTMLFiles(ApplicationHandlers& handlers);
-  /// Asks the system to make the helper the handler of the type, or to let another application be it again.
+  /// Asks the system to make the helper the handler of the type, or the browser of last resort where the helper is to
+  /// be it no more. `completion` as above.
   static void requestHandling(std::string_view contentType, bool enabled, Workspace& workspace,
                               ApplicationHandlers& handlers, RuleStore& rules,
                               const ApplicationHandlers::Completion& completion);

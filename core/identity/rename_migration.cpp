@@ -68,13 +68,21 @@ RenameMigration::Outcome RenameMigration::runIfNeeded(Workspace& workspace, User
     for (const RunningApplication& helper : workspace.runningApplications(identity->helperBundleID())) {
       workspace.terminate(helper);
     }
-    Corvana::ensureSupportDirectory();
+    try {
+      Corvana::ensureSupportDirectory();
+    } catch (const std::exception& error) {
+      Log::creator.error("could not migrate anything: ", error.what());  // and so says each file below
+    }
     for (const std::string_view name : fileNames) {
       migrate(identity->supportDirectory() / name, Corvana::supportDirectory() / name);
     }
     resetPrivacyGrants(identity->helperBundleID());
   }
-  defaults.set(marker, true);
+  try {
+    defaults.set(marker, true);
+  } catch (const std::exception& error) {
+    Log::creator.error("could not remember the migration: ", error.what());
+  }
   return currentState(workspace);
 }
 

@@ -27,9 +27,8 @@ struct RenameMigration {
     bool operator==(const Outcome&) const = default;
   };
 
-  /// Migrates unless that was done before, also with nothing to migrate; then tells what is left. Throws
-  /// std::filesystem::filesystem_error when the support directory cannot be made, and std::runtime_error when it cannot
-  /// be noted that this is done; a file that cannot be copied is logged.
+  /// Migrates unless that was done before, also with nothing to migrate; then tells what is left. What fails is logged
+  /// and not tried again.
   static Outcome runIfNeeded(Workspace& workspace, UserDefaults& defaults);
 
   static Outcome currentState(Workspace& workspace);

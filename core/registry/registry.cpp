@@ -204,7 +204,9 @@ std::vector<fs::path> Registry::standardSearchDirectories() {
 
 std::optional<fs::path> Registry::resolve(const RegisteredApp& app, Workspace& workspace) {
   if (app.bookmark) {
-    const auto found = bookmark::resolve(*app.bookmark, standardSearchDirectories());
+    auto folders = standardSearchDirectories();
+    folders.push_back(userDirectories::home());
+    const auto found = bookmark::resolve(*app.bookmark, folders);
     if (found && files::exists(*found)) return found;
   }
   const auto known = workspace.urlForApplication(app.bundleID);

@@ -73,7 +73,9 @@ struct Registry {
   /// The user's and the system's folder of applications.
   static std::vector<std::filesystem::path> standardSearchDirectories();
 
-  /// Where the app is now, by its bookmark or else by what the workspace knows; nothing when it is found nowhere.
+  /// Where the app is now, by its bookmark or else by what the workspace knows; nothing when it is found nowhere. Where
+  /// a bookmark does not lead by itself, it is looked for in the standard directories, the home directory, and the
+  /// folders in these.
   static std::optional<std::filesystem::path> resolve(const RegisteredApp& app, Workspace& workspace);
 
   bool operator==(const Registry&) const = default;

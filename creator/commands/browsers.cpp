@@ -16,9 +16,8 @@ namespace {
 /// Why this one would take a link that nothing else takes.
 std::string reasonFor(const BrowserEntry& lastResort, const RuleSet& set) {
   if (!BrowserCatalog::isOffered(lastResort, set)) return "all browsers are switched off; the first takes the link";
-  if (lastResort.bundleID == Corvana::chromeBundleID || lastResort.bundleID == BrowserCatalog::safariBundleID) {
-    return "it is the browser that the product serves";
-  }
+  if (lastResort.bundleID == Corvana::chromeBundleID) return "it is the browser that the product serves";
+  if (lastResort.bundleID == BrowserCatalog::safariBundleID) return "it comes with the system";
   return "it is the first of those that are offered";
 }
 
@@ -57,7 +56,8 @@ void list(bool asJSON) {
   if (asJSON) return print(entries);
   print(table, BrowserCatalog::CatalogError::noBrowserAvailable().what());
   if (lastResort != nullptr) {
-    std::printf("\nThe last resort is %s: %s.\n", lastResort->name.c_str(), reasonFor(*lastResort, *set).c_str());
+    std::printf("\nThe last resort is %s: %s.\n", shown(lastResort->name).c_str(),
+                reasonFor(*lastResort, *set).c_str());
   }
   const auto types = BrowserCatalog::handledFileTypes(handlers);
   std::printf("The helper is %sthe default browser and opens %zu of %zu types of web files.\n",

@@ -57,7 +57,7 @@ std::string bundleIDFor(const std::filesystem::path& destination, const Registry
   try {
     const auto plist = Bundle{destination}.infoDictionary();
     const auto* present = plist ? find<std::string>(*plist, "CFBundleIdentifier") : nullptr;
-    if (present != nullptr && Corvana::isOurBundleID(*present)) return *present;
+    if (present != nullptr && Corvana::isOurBundleID(*present) && StubConfig::fromPlist(*plist)) return *present;
   } catch (const std::exception&) {
     // Whatever it is, it has no identifier that could be kept.
   }
@@ -80,6 +80,8 @@ void makeApp(Options options) {
                     .config = StubConfig::of(options.config),
                     .createdAt = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()),
                     .stubRevision = StubRevision::current};
+  const auto registered = std::ranges::find(registry.apps, app.bundleID, &RegisteredApp::bundleID);
+  if (registered != registry.apps.end()) app.createdAt = registered->createdAt;
   ProxyAppBuilder::build({options.destination, app.bundleID, app.config, options.stubExecutable}, options.replaces);
   app.refreshBookmark();
   std::printf("%s (%s)\n", app.path.c_str(), app.bundleID.c_str());

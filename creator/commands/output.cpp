@@ -9,13 +9,6 @@
 namespace corvana::commands {
 namespace {
 
-std::string shown(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == '\x7F') c = '?';
-  }
-  return text;
-}
-
 std::size_t widthOf(const std::string& text) {
   return text::characters(text).size();
 }
@@ -31,6 +24,13 @@ void printRow(const std::vector<std::string>& cells, const std::vector<std::size
 }
 
 }  // namespace
+
+std::string shown(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == '\x7F') c = '?';
+  }
+  return text;
+}
 
 void print(const Table& table, const std::string& nothing) {
   if (table.rows.empty()) {

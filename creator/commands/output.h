@@ -12,8 +12,10 @@ struct Table {
   std::vector<std::vector<std::string>> rows;
 };
 
-/// Prints the table with aligned columns, or `nothing` when it has no rows. Control characters in a cell are shown as
-/// "?": names come from other programs' files.
+/// With control characters shown as "?": names come from other programs' files.
+std::string shown(std::string text);
+
+/// Prints the table with aligned columns, or `nothing` when it has no rows.
 void print(const Table& table, const std::string& nothing);
 
 void print(const nlohmann::json& document);

@@ -20,6 +20,7 @@ std::optional<ApplicationBundle> bundleOf(const fs::path& program) {
 }  // namespace
 
 std::optional<ApplicationBundle> ApplicationBundle::read(const fs::path& path) {
+  if (!path.is_absolute()) return std::nullopt;  // nothing about an application depends on where we run
   try {
     const PropertyDictionary plist = PropertyList::read(path / "Contents/Info.plist");
     const auto* identifier = find<std::string>(plist, "CFBundleIdentifier");

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/linux/application_bundle.h"
+#include "platform/linux/browser_installation.h"
 #include "platform/linux/desktop_entry.h"
 #include "platform/linux/gio_pointers.h"
 #include "platform/linux/known_browsers.h"
@@ -33,7 +34,8 @@ std::string mediaTypeOf(const Handled& handled) {
 }
 
 /// The name by which the desktop knows an entry: its path below the folder of entries, with dashes for the slashes.
-std::string desktopIDOf(const fs::path& entry) {
+/// Nothing for one that lies elsewhere, which the desktop does not know.
+std::optional<std::string> desktopIDOf(const fs::path& entry) {
   for (const fs::path& directory : xdg::dataDirectories()) {
     const fs::path relative = entry.lexically_relative(directory / "applications");
     if (relative.empty() || *relative.begin() == "..") continue;
@@ -41,7 +43,7 @@ std::string desktopIDOf(const fs::path& entry) {
     std::ranges::replace(id, '/', '-');
     return id;
   }
-  return entry.filename().string();
+  return std::nullopt;
 }
 
 std::string identifierOf(const DesktopEntry& entry, const std::string& desktopID) {
@@ -57,11 +59,17 @@ std::optional<fs::path> fileOf(GAppInfo* application) {
   return file == nullptr ? std::nullopt : std::optional<fs::path>(file);
 }
 
-bool isOffered(GAppInfo* application, const fs::path& file) {
-  if (::g_desktop_app_info_get_nodisplay(G_DESKTOP_APP_INFO(application)) == 0) return true;
-  const std::string id = desktopIDOf(file);
-  return std::ranges::any_of(knownBrowsers(),
-                             [&id](const KnownBrowser& browser) { return std::ranges::count(browser.desktopIDs, id); });
+/// Where the application is that users are offered for this one; nothing for one that is hidden from them. There is one
+/// place for each known browser, however often it is installed, the same by which it is found everywhere else.
+std::optional<fs::path> placeOf(GAppInfo* application) {
+  const auto file = fileOf(application);
+  const auto id = file ? desktopIDOf(*file) : std::nullopt;
+  for (const KnownBrowser& browser : knownBrowsers()) {
+    if (!id || std::ranges::count(browser.desktopIDs, *id) == 0) continue;
+    const auto installation = BrowserInstallation::find(browser.bundleIdentifier);
+    return installation ? installation->entry.file : file;
+  }
+  return ::g_desktop_app_info_get_nodisplay(G_DESKTOP_APP_INFO(application)) == 0 ? file : std::nullopt;
 }
 
 std::string textUnder(const PropertyDictionary& plist, std::string_view key) {
@@ -84,7 +92,7 @@ std::optional<ApplicationInfo> infoOfBundle(const fs::path& path) {
 std::optional<std::string> setDefault(const fs::path& application, const Handled& handled) {
   const std::string mediaType = mediaTypeOf(handled);
   if (mediaType.empty()) return handled.name + " has no media type";
-  std::string desktopID = desktopIDOf(application);
+  std::string desktopID = desktopIDOf(application).value_or("");
   if (application.extension() == ".app") {
     const auto bundle = ApplicationBundle::read(application);
     desktopID = bundle ? bundle->identifier + std::string(suffix) : "";
@@ -92,28 +100,33 @@ std::optional<std::string> setDefault(const fs::path& application, const Handled
   const GObjectPointer<GDesktopAppInfo> info(::g_desktop_app_info_new(desktopID.c_str()));
   if (!info) return application.string() + " has no desktop entry " + desktopID;
   GError* error = nullptr;
-  if (::g_app_info_set_as_default_for_type(G_APP_INFO(info.get()), mediaType.c_str(), &error) != 0) return std::nullopt;
-  const GErrorPointer owned(error);
-  return error == nullptr ? "the desktop refused" : std::string(error->message);
+  if (::g_app_info_set_as_default_for_type(G_APP_INFO(info.get()), mediaType.c_str(), &error) == 0) {
+    const GErrorPointer owned(error);
+    return error == nullptr ? "the desktop refused" : std::string(error->message);
+  }
+  // A list of the desktop's own may take precedence over the one that was written.
+  const GObjectPointer<GAppInfo> present(::g_app_info_get_default_for_type(mediaType.c_str(), FALSE));
+  const bool isSet = present && ::g_app_info_equal(present.get(), G_APP_INFO(info.get())) != 0;
+  return isSet ? std::nullopt : std::optional<std::string>("the desktop still prefers another application");
 }
 
 }  // namespace
 
 std::vector<fs::path> ApplicationHandlersGIO::applications(const Handled& handled) {
   std::vector<fs::path> result;
+  const auto add = [&result](GAppInfo* application) {
+    const auto place = placeOf(application);
+    if (place && std::ranges::count(result, *place) == 0) result.push_back(*place);
+  };
+  // The default need not be among those that are associated.
+  const GObjectPointer<GAppInfo> preferred(::g_app_info_get_default_for_type(mediaTypeOf(handled).c_str(), FALSE));
+  if (preferred) add(preferred.get());
   GList* list = ::g_app_info_get_all_for_type(mediaTypeOf(handled).c_str());
   for (GList* item = list; item != nullptr; item = item->next) {
     const GObjectPointer<GAppInfo> application(static_cast<GAppInfo*>(item->data));
-    if (const auto file = fileOf(application.get()); file && isOffered(application.get(), *file)) {
-      result.push_back(*file);
-    }
+    add(application.get());
   }
   ::g_list_free(list);
-  // GIO puts what is associated first, but the default only among that.
-  if (const auto preferred = defaultApplication(handled)) {
-    const auto found = std::ranges::find(result, *preferred);
-    if (found != result.end()) std::rotate(result.begin(), found, found + 1);
-  }
   return result;
 }
 
@@ -132,7 +145,8 @@ std::optional<ApplicationInfo> ApplicationHandlersGIO::info(const fs::path& appl
   try {
     if (application.extension() == ".app") return infoOfBundle(application);
     const DesktopEntry entry = DesktopEntry::read(application);
-    return ApplicationInfo{.bundleIdentifier = identifierOf(entry, desktopIDOf(application)), .name = entry.name};
+    const std::string desktopID = desktopIDOf(application).value_or(application.filename().string());
+    return ApplicationInfo{.bundleIdentifier = identifierOf(entry, desktopID), .name = entry.name};
   } catch (const std::exception&) {
     return std::nullopt;
   }

@@ -12,8 +12,8 @@ class ApplicationHandlersGIO final : public ApplicationHandlers {
   /// Completions run on the scheduler's thread; it must outlive this object.
   explicit ApplicationHandlersGIO(Scheduler& scheduler) : scheduler_(scheduler) {}
 
-  /// Without applications that are hidden from users, unless they are known browsers: some packages come with a hidden
-  /// second entry.
+  /// Without applications that are hidden from users, and with a known browser once, by the entry in use: some packages
+  /// come with a hidden second one, and a package and a Flatpak of one browser may both be installed.
   std::vector<std::filesystem::path> applications(const Handled& handled) override;
   std::optional<std::filesystem::path> defaultApplication(const Handled& handled) override;
   void setDefaultApplication(const std::filesystem::path& application, const Handled& handled,

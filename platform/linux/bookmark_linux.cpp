@@ -1,8 +1,11 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <iterator>
+#include <set>
 #include <vector>
 
 #include "platform/bookmark.h"
@@ -61,6 +64,17 @@ std::optional<fs::path> findIn(const fs::path& folder, const Identity& wanted) {
   return std::nullopt;
 }
 
+std::vector<fs::path> visibleFoldersIn(const fs::path& folder) {
+  std::vector<fs::path> folders;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    std::error_code ignored;
+    const bool isFolder = entry->is_directory(ignored) && !entry->is_symlink(ignored);
+    if (isFolder && !entry->path().filename().string().starts_with('.')) folders.push_back(entry->path());
+  }
+  return folders;
+}
+
 }  // namespace
 
 // A bookmark is "1 DEVICE INODE SECONDS NANOSECONDS PATH".
@@ -88,8 +102,14 @@ std::optional<fs::path> resolve(const std::string& bookmark, std::span<const fs:
   const fs::path path = rest;
   const auto there = identityOf(path);
   if (there && there->isOf(wanted)) return path;
-  if (auto found = findIn(path.parent_path(), wanted)) return found;
+  std::vector<fs::path> candidates{path.parent_path()};
   for (const fs::path& folder : folders) {
+    candidates.push_back(folder);
+    std::ranges::copy(visibleFoldersIn(folder), std::back_inserter(candidates));
+  }
+  std::set<fs::path> seen;
+  for (const fs::path& folder : candidates) {
+    if (!seen.insert(folder).second) continue;
     if (auto found = findIn(folder, wanted)) return found;
   }
   return std::nullopt;

@@ -103,6 +103,18 @@ std::string expand(const ExecWord& word, const DesktopEntry& entry) {
   return result;
 }
 
+/// The file of that name below the folder. A dash may stand for the slash behind a subfolder.
+std::optional<std::filesystem::path> fileOf(std::string_view desktopID, const std::filesystem::path& folder) {
+  if (files::exists(folder / desktopID)) return folder / desktopID;
+  for (std::size_t dash = desktopID.find('-'); dash != std::string_view::npos; dash = desktopID.find('-', dash + 1)) {
+    const std::filesystem::path subfolder = folder / desktopID.substr(0, dash);
+    std::error_code ignored;
+    if (dash == 0 || !std::filesystem::is_directory(subfolder, ignored)) continue;
+    if (auto file = fileOf(desktopID.substr(dash + 1), subfolder)) return file;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 DesktopEntry DesktopEntry::read(const std::filesystem::path& file) {
@@ -140,11 +152,10 @@ DesktopEntry DesktopEntry::read(const std::filesystem::path& file) {
 
 std::optional<DesktopEntry> DesktopEntry::find(std::string_view desktopID) {
   for (const std::filesystem::path& directory : xdg::dataDirectories()) {
-    const std::filesystem::path file = directory / "applications" / desktopID;
-    std::error_code ignored;
-    if (!std::filesystem::exists(file, ignored)) continue;
+    const auto file = fileOf(desktopID, directory / "applications");
+    if (!file) continue;
     try {
-      DesktopEntry entry = read(file);
+      DesktopEntry entry = read(*file);
       const bool isUsable = !entry.isHidden && (entry.tryExec.empty() || findProgram(entry.tryExec)) &&
                             findProgram(entry.commandLine({}).front());
       return isUsable ? std::optional(std::move(entry)) : std::nullopt;

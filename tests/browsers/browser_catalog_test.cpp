@@ -80,6 +80,13 @@ TEST_F(BrowserCatalogTest, TheLastResortIsWhatTheUserOffers) {
   EXPECT_EQ(BrowserCatalog::lastResortName(choices(own), workspace, handlers, rules), "Aaa");
 }
 
+TEST_F(BrowserCatalogTest, KnowsHowToAskForAPrivateWindow) {
+  EXPECT_EQ(BrowserCatalog::privateWindowOption("com.google.Chrome"), "--incognito");
+  EXPECT_EQ(BrowserCatalog::privateWindowOption("com.microsoft.edgemac.Beta"), "--inprivate");
+  EXPECT_FALSE(BrowserCatalog::supportsPrivateBrowsing("org.mozilla.firefox"));
+  EXPECT_FALSE(BrowserCatalog::supportsPrivateBrowsing("com.apple.Safari"));
+}
+
 TEST_F(BrowserCatalogTest, ResolvesTargetsButNeverToItself) {
   workspace.installed["org.mozilla.firefox"] = "/firefox";
   workspace.installed["app.corvana.helper"] = "/helper";

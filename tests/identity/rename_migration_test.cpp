@@ -98,6 +98,14 @@ TEST_F(RenameMigrationTest, GoesOnAfterAFailureAndIsDoneEvenWithNothingToDo) {
   EXPECT_FALSE(defaults.keys.empty());
 }
 
+TEST_F(RenameMigrationTest, AFileInTheWayIsNoReasonToFail) {
+  writeOld("rules.json", "old");
+  home.write("Library/Application Support/Corvana", "no folder");
+  EXPECT_TRUE(run().hasOldSupportDirectory);
+  EXPECT_EQ(log.lines().size(), 2u);
+  EXPECT_FALSE(defaults.keys.empty());
+}
+
 TEST_F(RenameMigrationTest, LeftoversGoToTheTrash) {
   FakeTrash trash;
   writeOld("rules.json", "");

@@ -8,6 +8,8 @@
 #include "platform/linux/event_loop.h"
 #include "platform/linux/trash_gio.h"
 #include "platform/linux/user_defaults_linux.h"
+#include "platform/linux/workspace_linux.h"
+#include "platform/property_list.h"
 #include "tests/fakes/fake_application_handlers.h"
 #include "tests/support/temporary_home.h"
 
@@ -37,9 +39,10 @@ class Desktop final : public testing::Environment {
              {"deleted.desktop", "Hidden=true\n"},
              {"uninstalled.desktop", "TryExec=/nonexistent/browser\n"},
              {"org.example.browser.desktop", ""},
+             {"vendor/browser.desktop", ""},
              {"app.corvana.helper.desktop", "NoDisplay=true\n"}}) {
       home_->writeDesktopEntry(id, "/bin/true %U", handler + more);
-      all += id + ";";
+      all += (id == "vendor/browser.desktop" ? "vendor-browser.desktop" : id) + ";";
     }
     home_->write(".local/share/applications/mimeinfo.cache",
                  "[MIME Cache]\nx-scheme-handler/https=" + all + "\ntext/html=" + all + "\n");
@@ -120,7 +123,11 @@ TYPED_TEST(HandlersContract, TheDefaultIsFirstAndCanBeAnother) {
   handlers.setDefaultApplication(firefox, https, answer);
   world.deliverAnswers();
   EXPECT_EQ(handlers.applications(https).at(0), firefox);
-  EXPECT_TRUE(handlers.applications({Handled::Kind::scheme, "unknown"}).empty());
+  const Handled unclaimed{Handled::Kind::scheme, "unclaimed"};
+  EXPECT_TRUE(handlers.applications(unclaimed).empty());
+  handlers.setDefaultApplication(chromium, unclaimed, answer);
+  world.deliverAnswers();
+  EXPECT_THAT(handlers.applications(unclaimed), ElementsAre(chromium)) << "the default, though not associated";
   EXPECT_FALSE(handlers.defaultApplication({Handled::Kind::contentType, "unknown.type"}));
 }
 
@@ -131,10 +138,22 @@ TEST(ApplicationHandlersGIO, OffersWhatUsersSee) {
     offered[application.filename()] = world.handlers().info(application)->bundleIdentifier;
   }
   EXPECT_EQ(offered, (std::map<std::string, std::string>{{"chromium.desktop", "org.chromium.Chromium"},
-                                                         {"com.google.Chrome.desktop", "com.google.Chrome"},
                                                          {"google-chrome.desktop", "com.google.Chrome"},
                                                          {"firefox-esr.desktop", "org.mozilla.firefox"},
-                                                         {"org.example.browser.desktop", "org.example.browser"}}));
+                                                         {"org.example.browser.desktop", "org.example.browser"},
+                                                         {"browser.desktop", "vendor-browser"}}));
+  // Each is found again by its identifier, wherever we run.
+  Desktop::home().write("Proxy.app/Contents/Info.plist",
+                        PropertyList::xml({{"CFBundleIdentifier", {std::string("app.corvana.1")}},
+                                           {"CFBundleExecutable", {std::string("CorvanaStub")}}}));
+  const fs::path before = fs::current_path();
+  fs::current_path(Desktop::home().path() / "Proxy.app");
+  EventLoop loop;
+  WorkspaceLinux workspace(loop);
+  for (const fs::path& application : world.handlers().applications(https)) {
+    EXPECT_EQ(workspace.urlForApplication(world.handlers().info(application)->bundleIdentifier), application);
+  }
+  fs::current_path(before);
 
   std::string answer = "none";
   world.handlers().setDefaultApplication(Desktop::entry("app.corvana.helper.desktop"), html,

@@ -189,6 +189,7 @@ TEST(Bookmark, FindsAFileThatWasRenamedOrMoved) {
   fs::rename(home.path() / "a/new name", home.path() / "b/moved");
   EXPECT_FALSE(bookmark::resolve(bookmark, {}));
   EXPECT_EQ(bookmark::resolve(bookmark, folders), home.path() / "b/moved");
+  EXPECT_EQ(bookmark::resolve(bookmark, std::vector{home.path()}), home.path() / "b/moved") << "in a folder of it";
   fs::remove(home.path() / "b/moved");
   EXPECT_FALSE(bookmark::resolve(bookmark, folders));
   EXPECT_FALSE(bookmark::of(home.path() / "none"));
