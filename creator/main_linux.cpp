@@ -6,18 +6,25 @@
 
 #include "core/identity/log.h"
 #include "creator/commands/commands.h"
+#include "platform/linux/application_handlers_gio.h"
+#include "platform/linux/event_loop.h"
 #include "platform/linux/system_log.h"
+#include "platform/linux/workspace_linux.h"
 
 int main(int argumentCount, char** arguments) try {
   using namespace corvana;
   SystemLog log;
   Log::setSink(&log);
+  EventLoop loop;
+  WorkspaceLinux workspace(loop);
+  ApplicationHandlersGIO handlers(loop);
+  const commands::System system{.workspace = workspace, .handlers = handlers, .clock = loop};
   CLI::App app("Corvana gives each Chrome profile or tab group an application of its own", "corvana");
   app.require_subcommand(1);
-  commands::addMakeApp(app);
-  commands::addApps(app);
+  commands::addMakeApp(app, system);
+  commands::addApps(app, system);
   commands::addProfiles(app);
-  commands::addBrowsers(app);
+  commands::addBrowsers(app, system);
   commands::addRoute(app);
   commands::addRules(app);
   commands::addHistory(app);

@@ -206,7 +206,7 @@ std::optional<fs::path> Registry::resolve(const RegisteredApp& app, Workspace& w
   if (app.bookmark) {
     auto folders = standardSearchDirectories();
     folders.push_back(userDirectories::home());
-    const auto found = bookmark::resolve(*app.bookmark, folders);
+    auto found = bookmark::resolve(*app.bookmark, folders);
     if (found && files::exists(*found)) return found;
   }
   const auto known = workspace.urlForApplication(app.bundleID);

@@ -188,7 +188,7 @@ void CompiledRules::compileAddress(std::string_view pattern, const Trigger& trig
 }
 
 void CompiledRules::add(TriggerTable& table, std::string_view key, const Trigger& trigger) {
-  const std::uint32_t number = static_cast<std::uint32_t>(triggers_.size());
+  const auto number = static_cast<std::uint32_t>(triggers_.size());
   if (const auto found = table.find(key); found != table.end()) {
     Trigger& last = triggers_[found->second.last];
     if (last.isEnough || last.rule == trigger.rule) return;  // nothing would ever come to this one

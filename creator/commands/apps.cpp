@@ -7,8 +7,6 @@
 #include "core/registry/registry.h"
 #include "creator/commands/commands.h"
 #include "creator/commands/output.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/workspace_linux.h"
 
 namespace corvana::commands {
 namespace {
@@ -20,12 +18,10 @@ std::string statusOf(const RegisteredApp& app) {
   return reasons.empty() ? "up to date" : "rebuild: " + reasons;
 }
 
-void list(bool rescans, bool asJSON) {
+void list(bool rescans, bool asJSON, const System& system) {
   Registry registry = Registry::load();
   if (rescans) {
-    EventLoop loop;
-    WorkspaceLinux workspace(loop);
-    registry.rescan(workspace, loop);
+    registry.rescan(system.workspace, system.clock);
     registry.save();
   }
   Table table{.headings = {"NAME", "IDENTIFIER", "PROFILE", "PATH", "STATUS"}, .rows = {}};
@@ -52,7 +48,7 @@ void list(bool rescans, bool asJSON) {
 
 }  // namespace
 
-void addApps(CLI::App& app) {
+void addApps(CLI::App& app, const System& system) {
   struct Options {
     bool rescans = false;
     bool asJSON = false;
@@ -61,7 +57,7 @@ void addApps(CLI::App& app) {
   CLI::App* command = app.add_subcommand("apps", "List the proxy apps that were built");
   command->add_flag("--rescan", options->rescans, "Look for them first, and remember what was found");
   command->add_flag("--json", options->asJSON, "Print JSON");
-  command->callback([options] { list(options->rescans, options->asJSON); });
+  command->callback([options, &system] { list(options->rescans, options->asJSON, system); });
 }
 
 }  // namespace corvana::commands

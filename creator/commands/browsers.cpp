@@ -6,9 +6,6 @@
 #include "core/browsers/browser_catalog.h"
 #include "creator/commands/commands.h"
 #include "creator/commands/output.h"
-#include "platform/linux/application_handlers_gio.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/workspace_linux.h"
 
 namespace corvana::commands {
 namespace {
@@ -21,13 +18,11 @@ std::string reasonFor(const BrowserEntry& lastResort, const RuleSet& set) {
   return "it is the first of those that are offered";
 }
 
-void list(bool asJSON) {
-  EventLoop loop;
-  WorkspaceLinux workspace(loop);
-  ApplicationHandlersGIO handlers(loop);
+void list(bool asJSON, const System& system) {
+  ApplicationHandlers& handlers = system.handlers;
   RuleStore rules;
   const auto set = rules.current();
-  const auto browsers = BrowserCatalog::installed(workspace, handlers, rules);
+  const auto browsers = BrowserCatalog::installed(system.workspace, handlers, rules);
   const BrowserEntry* lastResort = BrowserCatalog::lastResort(*set, browsers);
   const auto defaultID = BrowserCatalog::defaultBrowserBundleID(handlers);
 
@@ -67,11 +62,11 @@ void list(bool asJSON) {
 
 }  // namespace
 
-void addBrowsers(CLI::App& app) {
+void addBrowsers(CLI::App& app, const System& system) {
   const auto asJSON = std::make_shared<bool>(false);
   CLI::App* command = app.add_subcommand("browsers", "List the installed browsers");
   command->add_flag("--json", *asJSON, "Print JSON");
-  command->callback([asJSON] { list(*asJSON); });
+  command->callback([asJSON, &system] { list(*asJSON, system); });
 }
 
 }  // namespace corvana::commands

@@ -1,5 +1,9 @@
 #pragma once
 
+#include "platform/application_handlers.h"
+#include "platform/scheduler.h"
+#include "platform/workspace.h"
+
 namespace CLI {
 class App;
 }
@@ -8,10 +12,17 @@ class App;
 /// failure is an exception whose text is for the user.
 namespace corvana::commands {
 
-void addMakeApp(CLI::App& app);
-void addApps(CLI::App& app);
+/// What commands ask of the system. Main makes it; it must outlive the command line.
+struct System {
+  Workspace& workspace;
+  ApplicationHandlers& handlers;
+  const Clock& clock;
+};
+
+void addMakeApp(CLI::App& app, const System& system);
+void addApps(CLI::App& app, const System& system);
 void addProfiles(CLI::App& app);
-void addBrowsers(CLI::App& app);
+void addBrowsers(CLI::App& app, const System& system);
 void addRoute(CLI::App& app);
 void addRules(CLI::App& app);
 void addHistory(CLI::App& app);

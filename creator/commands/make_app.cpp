@@ -64,7 +64,7 @@ std::string bundleIDFor(const std::filesystem::path& destination, const Registry
   return Corvana::newBundleID(taken);
 }
 
-void makeApp(Options options) {
+void makeApp(Options options, const Clock& clock) {
   if (options.destination.extension() != ".app") throw CLI::ValidationError("app", "expected a name that ends in .app");
   const ChromeProfile profile = chosenProfile(options.profile);
   options.config.profileDirectory = profile.directory;
@@ -78,7 +78,7 @@ void makeApp(Options options) {
                     .name = options.destination.stem().string(),
                     .path = options.destination.string(),
                     .config = StubConfig::of(options.config),
-                    .createdAt = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()),
+                    .createdAt = std::chrono::floor<std::chrono::seconds>(clock.date()),
                     .stubRevision = StubRevision::current};
   const auto registered = std::ranges::find(registry.apps, app.bundleID, &RegisteredApp::bundleID);
   if (registered != registry.apps.end()) app.createdAt = registered->createdAt;
@@ -91,7 +91,7 @@ void makeApp(Options options) {
 
 }  // namespace
 
-void addMakeApp(CLI::App& app) {
+void addMakeApp(CLI::App& app, const System& system) {
   const auto options = std::make_shared<Options>();
   CLI::App* command = app.add_subcommand("make-app", "Build a proxy app for a Chrome profile or tab group");
   command->add_option("app", options->destination, "Where to put it, as NAME.app")->required();
@@ -101,7 +101,7 @@ void addMakeApp(CLI::App& app) {
   command->add_flag("--close-on-quit", options->config.closeOnQuit, "Quitting the app closes its Chrome windows");
   command->add_flag("--replace", options->replaces, "Replace what is there");
   command->add_option("--stub", options->stubExecutable, "The proxy app's executable")->check(CLI::ExistingFile);
-  command->callback([options] { makeApp(*options); });
+  command->callback([options, &system] { makeApp(*options, system.clock); });
 }
 
 }  // namespace corvana::commands
