@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "core/registry/registry.h"
+#include "platform/linux/known_browsers.h"
 #include "tests/fakes/fake_application_handlers.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/fakes/recording_log.h"
@@ -78,6 +79,14 @@ TEST_F(BrowserCatalogTest, TheLastResortIsWhatTheUserOffers) {
   own["org.own"] = true;
   EXPECT_EQ(lastResort(choices(own)), "/own");
   EXPECT_EQ(BrowserCatalog::lastResortName(choices(own), workspace, handlers, rules), "Aaa");
+}
+
+TEST_F(BrowserCatalogTest, KnowsTheBrowsersThatTheDesktopAdapterKnows) {
+  EXPECT_EQ(knownBrowsers().size(), 27u);
+  for (const KnownBrowser& browser : knownBrowsers()) {
+    const BrowserEntry entry{.bundleID = std::string(browser.bundleIdentifier)};
+    EXPECT_TRUE(entry.isKnownBrowser()) << entry.bundleID;
+  }
 }
 
 TEST_F(BrowserCatalogTest, KnowsHowToAskForAPrivateWindow) {
