@@ -91,10 +91,15 @@ void setDefaultApplication(const fs::path& application, std::vector<Handled> rem
                                  });
 }
 
-bool isHelperDefault(const Handled& handled, ApplicationHandlers& handlers) {
+/// The application that opens it; nothing when none does, or one without an identifier.
+std::optional<std::string> handlerOf(const Handled& handled, ApplicationHandlers& handlers) {
   const auto application = handlers.defaultApplication(handled);
   const auto info = application ? handlers.info(*application) : std::nullopt;
-  return info && info->bundleIdentifier == Corvana::helperBundleID;
+  return info && !info->bundleIdentifier.empty() ? std::optional(info->bundleIdentifier) : std::nullopt;
+}
+
+bool isHelperDefault(const Handled& handled, ApplicationHandlers& handlers) {
+  return handlerOf(handled, handlers) == Corvana::helperBundleID;
 }
 
 /// Makes the helper the handler of all that is asked for, or, for what it is the handler of and is to be no more, the
@@ -213,9 +218,7 @@ bool BrowserCatalog::isOffered(const BrowserEntry& browser, const RuleSet& set) 
 }
 
 std::optional<std::string> BrowserCatalog::defaultBrowserBundleID(ApplicationHandlers& handlers) {
-  const auto application = handlers.defaultApplication(webLinks());
-  const auto info = application ? handlers.info(*application) : std::nullopt;
-  return info && !info->bundleIdentifier.empty() ? std::optional(info->bundleIdentifier) : std::nullopt;
+  return handlerOf(webLinks(), handlers);
 }
 
 bool BrowserCatalog::isDefaultBrowser(ApplicationHandlers& handlers) {

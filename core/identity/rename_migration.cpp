@@ -71,7 +71,7 @@ RenameMigration::Outcome RenameMigration::runIfNeeded(Workspace& workspace, User
     try {
       Corvana::ensureSupportDirectory();
     } catch (const std::exception& error) {
-      Log::creator.error("could not migrate anything: ", error.what());  // and so says each file below
+      Log::creator.error("could not migrate anything: ", error.what());  // each file below will say so, too
     }
     for (const std::string_view name : fileNames) {
       migrate(identity->supportDirectory() / name, Corvana::supportDirectory() / name);

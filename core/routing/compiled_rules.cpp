@@ -175,9 +175,8 @@ void CompiledRules::compileAddress(std::string_view pattern, const Trigger& trig
     }
     return;
   }
-  constexpr std::string_view anySubdomain = "*.";
-  const bool isForDomain = text.starts_with(anySubdomain);
-  const std::string_view domain = isForDomain ? text.substr(anySubdomain.size()) : text;
+  const bool isForDomain = text.starts_with(LinkRouter::anySubdomain);
+  const std::string_view domain = isForDomain ? text.substr(LinkRouter::anySubdomain.size()) : text;
   if (hasWildcard(domain) || domain.empty()) {
     addWildcard(addressWildcards_, text, true, trigger);
     if (isForDomain) addWildcard(addressWildcards_, domain, true, trigger);

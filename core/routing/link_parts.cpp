@@ -56,7 +56,7 @@ constexpr CharacterSet controls(CharacterSet(""), 0, 0x1F);
 /// "forbidden host code point".
 constexpr CharacterSet forbiddenInHosts({"\0\t\n\r #/:<>?@[\\]^|", 17});
 /// "forbidden domain code point".
-constexpr CharacterSet forbiddenInDomains(CharacterSet(CharacterSet({"\0 #/:<>?@[\\]^|%", 15}), 0, 0x1F), 0x7F, 0x7F);
+constexpr CharacterSet forbiddenInDomains(CharacterSet(CharacterSet(forbiddenInHosts, '%', '%'), 0, 0x1F), 0x7F, 0x7F);
 /// What makes a path more than it looks: dot segments, maybe encoded, and backslashes.
 constexpr CharacterSet pathSyntax(".%\\");
 

@@ -78,7 +78,6 @@ bool LinkRouter::matchesAddress(std::string_view pattern, const IncomingLink& li
 }
 
 bool LinkRouter::matchesHost(std::string_view pattern, std::string_view host) {
-  constexpr std::string_view anySubdomain = "*.";
   return Glob::matches(pattern, host) ||
          (pattern.starts_with(anySubdomain) && Glob::matches(pattern.substr(anySubdomain.size()), host));
 }

@@ -38,6 +38,9 @@ struct LinkRouter {
   /// The folders that macOS keeps as links into "/private".
   static constexpr std::array<std::string_view, 3> privateSymlinks{"/tmp", "/var", "/etc"};
 
+  /// Begins a pattern for a domain and all that is below it: "*.example.org".
+  static constexpr std::string_view anySubdomain = "*.";
+
   /// The first enabled rule of the document that matches. Its fallback and the like are for the caller to apply.
   static RouteDecision decide(const URL& url, std::optional<std::string_view> sourceBundleID, const RuleSet& set);
 

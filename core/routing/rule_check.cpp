@@ -17,12 +17,11 @@ bool mayBeIPv6(std::string_view host) {
 }
 
 std::optional<std::string> whyNoHostMatches(std::string_view host) {
-  constexpr std::string_view anySubdomain = "*.";
-  const bool isForDomain = host.starts_with(anySubdomain);
-  const std::string_view domain = isForDomain ? host.substr(anySubdomain.size()) : host;
+  const bool isForDomain = host.starts_with(LinkRouter::anySubdomain);
+  const std::string_view domain = isForDomain ? host.substr(LinkRouter::anySubdomain.size()) : host;
   if (!ascii::isASCII(domain)) {
     const auto name = domain.find('*') == std::string_view::npos ? domainToASCII(domain) : std::nullopt;
-    const std::string prefix(isForDomain ? anySubdomain : "");
+    const std::string prefix(isForDomain ? LinkRouter::anySubdomain : "");
     return "hosts are compared in ASCII" + (name ? "; write " + prefix + *name : "");
   }
   if (host.find(':') != std::string_view::npos && !mayBeIPv6(host)) return "ports are not compared";

@@ -1,21 +1,16 @@
-#include <glib.h>
-
-#include <memory>
-
 #include "platform/base64.h"
+#include "platform/linux/glib_pointers.h"
 
 namespace corvana::base64 {
 
 std::string encode(std::string_view bytes) {
-  const std::unique_ptr<char, decltype(&::g_free)> text(
-      ::g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()), &::g_free);
+  const GMemoryPointer<char> text(::g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()));
   return text.get();
 }
 
 std::optional<std::string> decode(std::string_view text) {
   gsize size = 0;
-  const std::unique_ptr<guchar, decltype(&::g_free)> bytes(::g_base64_decode(std::string(text).c_str(), &size),
-                                                           &::g_free);
+  const GMemoryPointer<guchar> bytes(::g_base64_decode(std::string(text).c_str(), &size));
   std::string result(reinterpret_cast<const char*>(bytes.get()), size);
   // The library passes over what does not belong there.
   if (encode(result) != text) return std::nullopt;

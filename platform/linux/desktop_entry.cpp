@@ -1,23 +1,15 @@
 #include "platform/linux/desktop_entry.h"
 
-#include <memory>
-
 #include "platform/files.h"
+#include "platform/linux/glib_pointers.h"
 #include "platform/linux/key_file.h"
 #include "platform/linux/xdg_directories.h"
 
 namespace corvana {
 namespace {
 
-struct FreeString {
-  void operator()(char* text) const { ::g_free(text); }
-};
-struct FreeError {
-  void operator()(GError* error) const { ::g_error_free(error); }
-};
-
 std::string stringUnder(GKeyFile* file, const char* key) {
-  const std::unique_ptr<char, FreeString> text(::g_key_file_get_string(file, G_KEY_FILE_DESKTOP_GROUP, key, nullptr));
+  const GMemoryPointer<char> text(::g_key_file_get_string(file, G_KEY_FILE_DESKTOP_GROUP, key, nullptr));
   return text ? text.get() : "";
 }
 
@@ -128,15 +120,15 @@ DesktopEntry DesktopEntry::read(const std::filesystem::path& file) {
     throw DesktopEntryError(error.what());
   }
   if (!::g_key_file_load_from_data(keys.get(), content.data(), content.size(), G_KEY_FILE_NONE, &rawError)) {
-    const std::unique_ptr<GError, FreeError> error(rawError);
+    const GErrorPointer error(rawError);
     throw DesktopEntryError(file.string() + ": " + error->message);
   }
   if (stringUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_TYPE) != G_KEY_FILE_DESKTOP_TYPE_APPLICATION) {
     throw DesktopEntryError(file.string() + ": no desktop entry with Type=Application");
   }
 
-  const std::unique_ptr<char, FreeString> name(::g_key_file_get_locale_string(
-      keys.get(), G_KEY_FILE_DESKTOP_GROUP, G_KEY_FILE_DESKTOP_KEY_NAME, nullptr, nullptr));
+  const GMemoryPointer<char> name(::g_key_file_get_locale_string(keys.get(), G_KEY_FILE_DESKTOP_GROUP,
+                                                                 G_KEY_FILE_DESKTOP_KEY_NAME, nullptr, nullptr));
   return {.file = file,
           .name = name ? name.get() : "",
           .icon = stringUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_ICON),
@@ -200,7 +192,7 @@ std::string quotedForExec(const std::string& word) {
 }
 
 std::optional<std::filesystem::path> findProgram(const std::string& name) {
-  const std::unique_ptr<char, FreeString> program(::g_find_program_in_path(name.c_str()));
+  const GMemoryPointer<char> program(::g_find_program_in_path(name.c_str()));
   if (!program) return std::nullopt;
   return program.get();
 }

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/glib_pointers.h"
+
 namespace corvana {
 
 struct FreeKeyFile {
@@ -17,7 +19,7 @@ using KeyFile = std::unique_ptr<GKeyFile, FreeKeyFile>;
 /// The file's text.
 inline std::string textOf(GKeyFile& keys) {
   gsize length = 0;
-  const std::unique_ptr<char, decltype(&::g_free)> text(::g_key_file_to_data(&keys, &length, nullptr), &::g_free);
+  const GMemoryPointer<char> text(::g_key_file_to_data(&keys, &length, nullptr));
   return {text.get(), length};
 }
 
