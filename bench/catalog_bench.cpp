@@ -66,7 +66,8 @@ void measureRescan(const fs::path& home) {
     write(app / "Contents/Info.plist", PropertyList::xml(plist));
   }
   EventLoop loop;
-  WorkspaceLinux workspace(loop);
+  LaunchContext context("app.corvana.bench");
+  WorkspaceLinux workspace(loop, context);
   Registry registry;
   report(
       "rescan of 1,000 apps",
@@ -94,7 +95,8 @@ void measureCatalog(const fs::path& home) {
   }
   write(entries / "mimeinfo.cache", "[MIME Cache]\nx-scheme-handler/https=" + all + "\n");
   EventLoop loop;
-  WorkspaceLinux workspace(loop);
+  LaunchContext context("app.corvana.bench");
+  WorkspaceLinux workspace(loop, context);
   ApplicationHandlersGIO handlers(loop);
   report(
       "catalog of 100 browsers",

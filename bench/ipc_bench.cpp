@@ -33,6 +33,7 @@
 #include "platform/linux/event_loop.h"
 #include "platform/linux/read_queue_linux.h"
 #include "platform/linux/workspace_linux.h"
+#include "tests/support/private_bus.h"
 
 namespace {
 
@@ -189,7 +190,8 @@ void serveHelper(int ready) {
 struct Client {
   EventLoop loop;
   ReadQueueLinux queue{"app.corvana.link"};
-  WorkspaceLinux workspace{loop};
+  LaunchContext context{"app.corvana.bench"};
+  WorkspaceLinux workspace{loop, context};
   HelperLink link{loop, queue, workspace};
 
   Client() {
@@ -392,35 +394,6 @@ void coding() {
               decoding, encoding, cutting / 1000, sum == 0 ? " (nothing was done)" : "");
 }
 
-/// A session bus of its own, on the same processor.
-class SessionBus {
- public:
-  SessionBus() {
-    int ends[2];
-    if (::pipe(ends) != 0) throw std::runtime_error("pipe failed");
-    pid_ = ::fork();
-    if (pid_ == 0) {
-      ::dup2(ends[1], STDOUT_FILENO);
-      ::execlp("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--print-address", nullptr);
-      ::_exit(1);
-    }
-    ::close(ends[1]);
-    char address[512] = {};
-    const ssize_t count = ::read(ends[0], address, sizeof address - 1);
-    if (count <= 1) throw std::runtime_error("dbus-daemon did not start");
-    ::setenv("DBUS_SESSION_BUS_ADDRESS", std::string(address, static_cast<std::size_t>(count) - 1).c_str(), 1);
-  }
-  SessionBus(const SessionBus&) = delete;
-  SessionBus& operator=(const SessionBus&) = delete;
-  ~SessionBus() {
-    ::kill(pid_, SIGTERM);
-    ::waitpid(pid_, nullptr, 0);
-  }
-
- private:
-  pid_t pid_ = 0;
-};
-
 void print(const char* name, const Figures& figures, double reference) {
   std::printf("  %-44s p50 %6.2f us, p99 %6.2f us (%.2f times p50); helper's p50 is %.2f times this\n", name,
               figures.p50, figures.p99, figures.p99 / figures.p50, reference / figures.p50);
@@ -442,7 +415,7 @@ int main(int argumentCount, char** arguments) try {
   Corvana::ensureSupportDirectory();
 
   {
-    const SessionBus bus;
+    const support::PrivateBus bus;  // on the same processor
     // In this order, because a process that has had GDBus's threads is no fair ground for the others.
     const Figures bare = barePingPong(count, false);
     const Figures threaded = barePingPong(count, true);

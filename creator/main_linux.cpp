@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <exception>
 
+#include "core/identity/corvana.h"
 #include "core/identity/log.h"
 #include "creator/commands/commands.h"
 #include "platform/linux/application_handlers_gio.h"
+#include "platform/linux/application_registration_linux.h"
 #include "platform/linux/event_loop.h"
 #include "platform/linux/system_log.h"
 #include "platform/linux/workspace_linux.h"
@@ -16,9 +18,12 @@ int main(int argumentCount, char** arguments) try {
   SystemLog log;
   Log::setSink(&log);
   EventLoop loop;
-  WorkspaceLinux workspace(loop);
+  LaunchContext context{std::string(Corvana::creatorBundleID)};
+  WorkspaceLinux workspace(loop, context);
   ApplicationHandlersGIO handlers(loop);
-  const commands::System system{.workspace = workspace, .handlers = handlers, .clock = loop};
+  ApplicationRegistrationLinux registration;
+  const commands::System system{
+      .workspace = workspace, .handlers = handlers, .registration = registration, .clock = loop};
   CLI::App app("Corvana gives each Chrome profile or tab group an application of its own", "corvana");
   app.require_subcommand(1);
   commands::addMakeApp(app, system);

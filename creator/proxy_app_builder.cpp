@@ -6,12 +6,15 @@
 
 #include "core/identity/log.h"
 #include "core/stub/stub_revision.h"
+#include "creator/proxy_app_icon.h"
 #include "platform/uuid.h"
 
 namespace corvana {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr const char* iconName = "AppIcon";
 
 void write(const fs::path& file, const std::string& bytes) {
   std::ofstream stream(file, std::ios::binary);
@@ -32,6 +35,7 @@ PropertyDictionary infoPlist(const ProxyAppPlan& plan) {
   put("CFBundleExecutable", "CorvanaStub");
   put("CFBundlePackageType", "APPL");
   put("CFBundleInfoDictionaryVersion", "6.0");
+  put("CFBundleIconFile", iconName);
   plist.emplace(StubRevision::plistKey, PropertyValue{StubRevision::current});
   return plist;
 }
@@ -41,6 +45,8 @@ void fill(const fs::path& bundle, const ProxyAppPlan& plan) {
   fs::create_directories(bundle / "Contents/Resources");
   fs::copy_file(plan.stubExecutable, bundle / "Contents/MacOS/CorvanaStub");
   write(bundle / "Contents/Info.plist", PropertyList::xml(infoPlist(plan)));
+  write(bundle / "Contents/Resources" / (std::string(iconName) + ".svg"),
+        ProxyAppIcon::svg(plan.config, plan.destination.stem().string()));
 }
 
 }  // namespace

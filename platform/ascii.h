@@ -13,6 +13,9 @@ constexpr bool isDigit(char c) {
 constexpr bool isLetter(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
+constexpr bool isAlphanumeric(char c) {
+  return isDigit(c) || isLetter(c);
+}
 constexpr char lowercased(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
 }

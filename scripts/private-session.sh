@@ -88,12 +88,13 @@ supervise() {
     Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$runtime/display" 9<&- &
     children+=($!)
     wait_until 10 test -s "$runtime/display"
-    dbus-daemon --session --nofork --address="unix:path=$runtime/bus" 9<&- &
-    children+=($!)
-    wait_until 10 test -S "$runtime/bus"
+    # What the bus starts has the bus's environment. Of the home directory the bus asks the system, not the environment.
     export HOME=$folder/home DISPLAY=:$(<"$runtime/display") XDG_RUNTIME_DIR=$runtime
     export DBUS_SESSION_BUS_ADDRESS=unix:path=$runtime/bus
     unset "${foreign_variables[@]}"
+    XDG_DATA_HOME=$HOME/.local/share dbus-daemon --session --nofork --address="$DBUS_SESSION_BUS_ADDRESS" 9<&- &
+    children+=($!)
+    wait_until 10 test -S "$runtime/bus"
     openbox 9<&- &
     children+=($!)
     wait_until 10 eval "wmctrl -m >/dev/null 2>&1"

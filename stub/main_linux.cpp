@@ -1,39 +1,116 @@
 // The proxy app's executable on Linux: composes the delegate with the system's adapters and serves it.
 // Usage: CorvanaStub [URL or file...]
+//        CorvanaStub --action=ACTION   does what the menu's entry does; one that is running does it, if there is one
+//        CorvanaStub --told-by-bus     waits to be told by the session bus, which has started it, what to do
 
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <vector>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
 
 #include "core/identity/log.h"
+#include "core/identity/url.h"
+#include "core/ipc/helper_link.h"
+#include "platform/linux/alerts_linux.h"
+#include "platform/linux/application_linux.h"
 #include "platform/linux/event_loop.h"
+#include "platform/linux/launch_context.h"
+#include "platform/linux/read_queue_linux.h"
+#include "platform/linux/session_bus.h"
 #include "platform/linux/system_log.h"
+#include "platform/linux/user_notifications_dbus.h"
+#include "platform/linux/window_list_x11.h"
 #include "platform/linux/workspace_linux.h"
 #include "platform/running_bundle.h"
 #include "stub/stub_app_delegate.h"
 
 namespace {
 
+using namespace corvana;
+
+/// A command line that was not understood.
+class UsageError : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 /// What a launcher hands over: a URL, or the path of a file.
-std::optional<corvana::URL> urlFrom(const char* argument) {
-  if (auto url = corvana::URL::absolute(argument)) return url;
+std::string urlFrom(const char* argument) {
+  if (URL::absolute(argument)) return argument;
   std::error_code error;
-  if (!std::filesystem::exists(argument, error)) return std::nullopt;
-  return corvana::URL::file(std::filesystem::absolute(argument));
+  if (!std::filesystem::exists(argument, error)) {
+    throw UsageError(std::string("neither a URL with a scheme nor an existing file: ") + argument);
+  }
+  return URL::file(std::filesystem::absolute(argument)).absoluteString();
 }
 
-int run(std::vector<corvana::URL> urls) {
-  using namespace corvana;
+Opening openingFrom(int argumentCount, char** arguments) {
+  constexpr std::string_view actionOption = "--action=";
+  Opening opening;
+  for (int i = 1; i < argumentCount; ++i) {
+    const std::string_view argument = arguments[i];
+    if (argument == "--told-by-bus") {
+      opening.isToldByBus = true;
+    } else if (argument.starts_with(actionOption)) {
+      opening.action = actionNamed(argument.substr(actionOption.size()));
+      if (!opening.action) throw UsageError("there is no such action: " + std::string(argument));
+    } else {
+      opening.urls.push_back(urlFrom(arguments[i]));
+    }
+  }
+  return opening;
+}
+
+/// A damaged Info.plist is the delegate's to report; the app runs without.
+PropertyDictionary infoDictionary(const Bundle& bundle) {
+  try {
+    return bundle.infoDictionary().value_or(PropertyDictionary());
+  } catch (const std::runtime_error&) {
+    return {};
+  }
+}
+
+Alert aboutAlert(const StubConfig& config, const std::string& name) {
+  const std::string profile = "the Chrome profile “" + config.profileName + "”";
+  return {.messageText = name,
+          .informativeText = config.isTabGroup() ? "The app of the tab group “" + *config.tabGroupName + "” in " +
+                                                       profile + ", made with Corvana."
+                                                 : "The app of " + profile + ", made with Corvana."};
+}
+
+int run(const Opening& opening) {
+  const Bundle bundle{runningBundlePath()};
+  const PropertyDictionary plist = infoDictionary(bundle);
+  const std::string identifier = Bundle::identifier(plist).value_or("");
+  const std::string name = Bundle::displayName(plist).value_or("Corvana App");
+
   EventLoop loop;
-  const auto quit = [&loop] { loop.quit(0); };
-  const Timer onTerminate = loop.onSignal(SIGTERM, quit);
-  const Timer onInterrupt = loop.onSignal(SIGINT, quit);
-  WorkspaceLinux workspace(loop);
-  StubAppDelegate delegate(Bundle{runningBundlePath()}, workspace, loop, quit);
-  delegate.applicationOpen(std::move(urls));
-  delegate.applicationDidFinishLaunching();
-  return loop.run();
+  LaunchContext context(identifier);
+  SessionBus bus(loop);
+  UserNotificationsDBus notifications(bus, context, identifier, name);
+  AlertsLinux alerts(loop, notifications, name);
+  std::optional<StubAppDelegate> delegate;
+  const auto showAbout = [&] { alerts.runModal(aboutAlert(delegate->config(), name), [] {}); };
+  ApplicationLinux application(loop, bus, context, identifier, showAbout);
+  if (application.handOver(opening)) return 0;
+  if (bus.get() == nullptr)
+    Log::stub.notice("there is no session bus; nothing can be handed to this app while it runs");
+
+  WorkspaceLinux workspace(loop, context);
+  WindowListX11 windows;
+  ReadQueueLinux readQueue("app.corvana.link");
+  HelperLink link(loop, readQueue, workspace);
+  delegate.emplace(bundle, StubAppDelegate::System{.mainQueue = loop,
+                                                   .clock = loop,
+                                                   .workspace = workspace,
+                                                   .windows = windows,
+                                                   .application = application,
+                                                   .notifications = notifications,
+                                                   .alerts = alerts,
+                                                   .link = link});
+  return application.run(*delegate, opening);
 }
 
 }  // namespace
@@ -41,21 +118,15 @@ int run(std::vector<corvana::URL> urls) {
 int main(int argumentCount, char** arguments) {
   // Whoever started us may have had children reaped automatically, and ours are waited for.
   (void)std::signal(SIGCHLD, SIG_DFL);
-  corvana::SystemLog log;
-  corvana::Log::setSink(&log);
+  SystemLog log;
+  Log::setSink(&log);
   try {
-    std::vector<corvana::URL> urls;
-    for (int i = 1; i < argumentCount; ++i) {
-      auto url = urlFrom(arguments[i]);
-      if (!url) {
-        std::fprintf(stderr, "%s: neither a URL with a scheme nor an existing file: %s\n", arguments[0], arguments[i]);
-        return 2;
-      }
-      urls.push_back(std::move(*url));
-    }
-    return run(std::move(urls));
+    return run(openingFrom(argumentCount, arguments));
+  } catch (const UsageError& error) {
+    std::fprintf(stderr, "%s: %s\n", arguments[0], error.what());
+    return 2;
   } catch (const std::exception& error) {
-    corvana::Log::stub.error("cannot run: ", error.what());
+    Log::stub.error("cannot run: ", error.what());
     return 1;
   }
 }

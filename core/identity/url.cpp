@@ -8,7 +8,7 @@
 namespace corvana {
 namespace {
 
-using ascii::isDigit;
+using ascii::isAlphanumeric;
 using ascii::isLetter;
 
 /// The text before the first colon if it has the form of a scheme, else empty.
@@ -16,7 +16,7 @@ std::string_view schemeOf(std::string_view text) {
   const std::string_view scheme = text.substr(0, text.find(':'));
   const bool isScheme =
       scheme.size() < text.size() && !scheme.empty() && isLetter(scheme.front()) &&
-      std::ranges::all_of(scheme, [](char c) { return isLetter(c) || isDigit(c) || c == '+' || c == '-' || c == '.'; });
+      std::ranges::all_of(scheme, [](char c) { return isAlphanumeric(c) || c == '+' || c == '-' || c == '.'; });
   return isScheme ? scheme : std::string_view();
 }
 
@@ -33,7 +33,7 @@ URL URL::file(const std::filesystem::path& path) {
   constexpr std::string_view plain = "/-._~!$&'()*+,;=:@";
   std::string text = "file://";
   for (const char c : path.string()) {
-    if (isLetter(c) || isDigit(c) || plain.find(c) != std::string_view::npos) {
+    if (isAlphanumeric(c) || plain.find(c) != std::string_view::npos) {
       text += c;
     } else {
       text += '%';

@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "core/ipc/framing.h"
-#include "core/ipc/messages.h"
+#include "core/ipc/helper_connection.h"
 #include "platform/lifetime.h"
 #include "platform/read_queue.h"
 #include "platform/scheduler.h"
@@ -16,18 +16,12 @@
 
 namespace corvana {
 
-/// A proxy app's one connection to the background helper: connects, says hello, sends requests, delivers responses and
-/// events, and connects again with back-off when the connection is lost. When nobody answers it starts the helper, once
-/// for each series of failures.
+/// The connection over the helper's socket: connects, says hello, and connects again with back-off when the connection
+/// is lost. When nobody answers it starts the helper, once for each series of failures.
 ///
-/// Owned by the proxy app's delegate; everything but the reading of the socket happens on the main thread. Any callback
-/// may destroy the link.
-class HelperLink {
+/// Owned by the proxy app; everything but the reading of the socket happens on the main thread.
+class HelperLink final : public HelperConnection {
  public:
-  enum class State { disconnected, connecting, connected };
-  using Configure = std::function<void(Request&)>;
-  using Completion = std::function<void(const Response&)>;
-
   static constexpr std::chrono::milliseconds initialBackoff{250};
   static constexpr std::chrono::seconds maximumBackoff{10};
 
@@ -36,28 +30,14 @@ class HelperLink {
   HelperLink(Scheduler& mainQueue, ReadQueue& readQueue, Workspace& workspace);
   HelperLink(const HelperLink&) = delete;
   HelperLink& operator=(const HelperLink&) = delete;
-  ~HelperLink();
+  ~HelperLink() override;
 
-  State state() const { return state_; }
-
-  /// Called with every event, and with every new state.
-  std::function<void(const Event&)> onEvent;
-  std::function<void(State)> onStateChange;
-
-  /// Tries to connect at once, and from then on whenever the connection is missing. Each connection begins with
-  /// `hello`, in which the protocol version is set.
-  void connect(Request hello);
-
-  /// Sends a request. `completion` is called once: with the helper's response, or with one that is not ok and has the
-  /// error "not connected" (before this call returns), "timed out" or "helper disconnected". After `shutdown` only the
-  /// time-out can still call it. `configure`, which may be empty, fills in the request.
-  void request(Request::Op op, std::chrono::nanoseconds timeout, const Configure& configure, Completion completion);
-
-  /// Sends a request whose response is ignored, also while a new connection is not ready for requests.
-  void post(Request::Op op, const Configure& configure);
-
-  /// Says goodbye and closes the connection for good, until the next `connect`.
-  void shutdown();
+  State state() const override { return state_; }
+  void connect(Request hello) override;
+  void request(Request::Op op, std::chrono::nanoseconds timeout, const Configure& configure,
+               Completion completion) override;
+  void post(Request::Op op, const Configure& configure) override;
+  void shutdown() override;
 
  private:
   struct Pending {

@@ -5,6 +5,7 @@
 
 #include "core/identity/json_coding.h"
 #include "core/registry/registry.h"
+#include "core/stub/menu_builder.h"
 #include "creator/commands/commands.h"
 #include "creator/commands/output.h"
 
@@ -18,11 +19,18 @@ std::string statusOf(const RegisteredApp& app) {
   return reasons.empty() ? "up to date" : "rebuild: " + reasons;
 }
 
+/// The desktop may still look for it where it was.
+void registerWhereItIs(const RegisteredApp& app, const System& system) {
+  if (!app.existsOnDisk() || system.workspace.urlForApplication(app.bundleID) == app.path) return;
+  system.registration.add(app.path, MenuBuilder::menu(app.name));
+}
+
 void list(bool rescans, bool asJSON, const System& system) {
   Registry registry = Registry::load();
   if (rescans) {
     registry.rescan(system.workspace, system.clock);
     registry.save();
+    for (const RegisteredApp& app : registry.apps) registerWhereItIs(app, system);
   }
   Table table{.headings = {"NAME", "IDENTIFIER", "PROFILE", "PATH", "STATUS"}, .rows = {}};
   nlohmann::json apps = nlohmann::json::array();

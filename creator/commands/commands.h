@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/application_handlers.h"
+#include "platform/application_registration.h"
 #include "platform/scheduler.h"
 #include "platform/workspace.h"
 
@@ -16,6 +17,7 @@ namespace corvana::commands {
 struct System {
   Workspace& workspace;
   ApplicationHandlers& handlers;
+  ApplicationRegistration& registration;
   const Clock& clock;
 };
 

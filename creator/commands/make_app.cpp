@@ -12,6 +12,7 @@
 #include "core/identity/bundle.h"
 #include "core/identity/corvana.h"
 #include "core/registry/registry.h"
+#include "core/stub/menu_builder.h"
 #include "core/stub/stub_config.h"
 #include "core/stub/stub_revision.h"
 #include "creator/commands/commands.h"
@@ -64,7 +65,7 @@ std::string bundleIDFor(const std::filesystem::path& destination, const Registry
   return Corvana::newBundleID(taken);
 }
 
-void makeApp(Options options, const Clock& clock) {
+void makeApp(Options options, const System& system) {
   if (options.destination.extension() != ".app") throw CLI::ValidationError("app", "expected a name that ends in .app");
   const ChromeProfile profile = chosenProfile(options.profile);
   options.config.profileDirectory = profile.directory;
@@ -78,11 +79,12 @@ void makeApp(Options options, const Clock& clock) {
                     .name = options.destination.stem().string(),
                     .path = options.destination.string(),
                     .config = StubConfig::of(options.config),
-                    .createdAt = std::chrono::floor<std::chrono::seconds>(clock.date()),
+                    .createdAt = std::chrono::floor<std::chrono::seconds>(system.clock.date()),
                     .stubRevision = StubRevision::current};
   const auto registered = std::ranges::find(registry.apps, app.bundleID, &RegisteredApp::bundleID);
   if (registered != registry.apps.end()) app.createdAt = registered->createdAt;
   ProxyAppBuilder::build({options.destination, app.bundleID, app.config, options.stubExecutable}, options.replaces);
+  system.registration.add(app.path, MenuBuilder::menu(app.name));
   app.refreshBookmark();
   std::printf("%s (%s)\n", app.path.c_str(), app.bundleID.c_str());
   registry.upsert(std::move(app));
@@ -101,7 +103,7 @@ void addMakeApp(CLI::App& app, const System& system) {
   command->add_flag("--close-on-quit", options->config.closeOnQuit, "Quitting the app closes its Chrome windows");
   command->add_flag("--replace", options->replaces, "Replace what is there");
   command->add_option("--stub", options->stubExecutable, "The proxy app's executable")->check(CLI::ExistingFile);
-  command->callback([options, &system] { makeApp(*options, system.clock); });
+  command->callback([options, &system] { makeApp(*options, system); });
 }
 
 }  // namespace corvana::commands

@@ -32,12 +32,19 @@ constexpr std::array<std::string_view, 12> ownVariables = {"GIO_LAUNCHED_DESKTOP
                                                            "INVOCATION_ID",
                                                            "JOURNAL_STREAM"};
 
-std::vector<char*> environmentForOthers() {
+std::string_view nameIn(std::string_view variable) {
+  return variable.substr(0, variable.find('='));
+}
+
+std::vector<char*> environmentForOthers(const std::vector<std::string>& additions) {
   std::vector<char*> environment;
   for (char** variable = environ; *variable != nullptr; ++variable) {
-    const std::string_view text = *variable;
-    if (std::ranges::count(ownVariables, text.substr(0, text.find('='))) == 0) environment.push_back(*variable);
+    const std::string_view name = nameIn(*variable);
+    const auto isNamed = [name](const std::string& addition) { return nameIn(addition) == name; };
+    if (std::ranges::count(ownVariables, name) > 0 || std::ranges::any_of(additions, isNamed)) continue;
+    environment.push_back(*variable);
   }
+  for (const std::string& addition : additions) environment.push_back(const_cast<char*>(addition.c_str()));
   environment.push_back(nullptr);
   return environment;
 }
@@ -84,7 +91,8 @@ class SpawnFileActions {
 
 }  // namespace
 
-pid_t startDetached(const std::vector<std::string>& command, const std::filesystem::path& workingDirectory) {
+pid_t startDetached(const std::vector<std::string>& command, const std::filesystem::path& workingDirectory,
+                    const std::vector<std::string>& environment) {
   std::vector<char*> arguments;
   arguments.reserve(command.size() + 1);
   for (const std::string& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
@@ -94,7 +102,7 @@ pid_t startDetached(const std::vector<std::string>& command, const std::filesyst
   const SpawnFileActions actions(workingDirectory);
   pid_t process = 0;
   check(::posix_spawnp(&process, arguments.front(), actions.get(), attributes.get(), arguments.data(),
-                       environmentForOthers().data()),
+                       environmentForOthers(environment).data()),
         "posix_spawnp");
   return process;
 }

@@ -15,7 +15,7 @@ struct sd_event_source;
 
 namespace corvana {
 
-/// The main queue on Linux: an sd-event loop, which later also carries the connections to the buses and to the X
+/// The main queue on Linux: an sd-event loop, which also carries the connections to the session bus and to the X
 /// server. The thread that makes it is the main thread; `run` is called there, and only `post` may be called from
 /// others.
 class EventLoop final : public Scheduler, public Clock {
@@ -48,6 +48,9 @@ class EventLoop final : public Scheduler, public Clock {
   void runUntil(const std::function<bool()>& condition);
 
   void quit(int exitCode);
+
+  /// For what brings its own event sources, as connections to a bus do.
+  sd_event* event() const { return event_.get(); }
 
  private:
   Timer startTimer(std::chrono::nanoseconds delay, std::chrono::nanoseconds period, Task task);

@@ -1,29 +1,19 @@
 #include "platform/linux/workspace_linux.h"
 
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <system_error>
 #include <utility>
 
 #include "platform/linux/application_bundle.h"
+#include "platform/linux/application_id.h"
 #include "platform/linux/browser_installation.h"
-#include "platform/linux/detached_process.h"
 #include "platform/linux/known_browsers.h"
 #include "platform/linux/systemd_user.h"
 #include "platform/user_directories.h"
 
 namespace corvana {
 namespace {
-
-/// glibc 2.36 declares pidfd_open without C linkage, so that C++ cannot link to it.
-UniqueFD pidfdOf(pid_t process) {
-  return UniqueFD(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-}
 
 /// What is wrong with how a program ended; nothing when all is well.
 std::optional<OpenError> errorFrom(const std::string& program, const siginfo_t& ending) {
@@ -39,7 +29,8 @@ std::optional<std::filesystem::path> WorkspaceLinux::urlForApplication(std::stri
     const auto browser = BrowserInstallation::find(bundleIdentifier);
     return browser ? std::optional(browser->entry.file) : std::nullopt;
   }
-  const auto entry = DesktopEntry::find(std::string(bundleIdentifier).append(".desktop"));
+  auto entry = DesktopEntry::find(std::string(bundleIdentifier).append(".desktop"));
+  if (!entry) entry = DesktopEntry::find(applicationID(bundleIdentifier).append(".desktop"));
   if (!entry) return std::nullopt;
   return entry->bundle.empty() ? entry->file : entry->bundle;
 }
@@ -65,15 +56,18 @@ void WorkspaceLinux::openApplication(const std::filesystem::path& file, const Op
     return report(std::move(completion), OpenError{"an argument holds a zero byte, which no program can be given"});
   }
   if (file.extension() == ".app") return openBundle(file, configuration, std::move(completion));
-  if (const auto browser = BrowserInstallation::at(file);
-      browser && !configuration.createsNewApplicationInstance && browser->mainProcess()) {
+  const auto browser = BrowserInstallation::at(file);
+  if (browser && !configuration.createsNewApplicationInstance && browser->mainProcess()) {
     return report(std::move(completion), std::nullopt);
   }
   try {
     const DesktopEntry entry = DesktopEntry::read(file);
     const std::vector<std::string> command = entry.commandLine(configuration.arguments);
     const auto directory = entry.workingDirectory.empty() ? userDirectories::home() : entry.workingDirectory;
-    (void)start(command, directory, std::move(completion));
+    std::vector<std::string> environment = context_.environment();
+    // Chrome decides at its start whether its windows can be told apart, and closed, over the accessibility bus.
+    if (browser) environment.emplace_back("ACCESSIBILITY_ENABLED=1");
+    (void)start(command, directory, environment, std::move(completion));
   } catch (const DesktopEntryError& error) {
     report(std::move(completion), OpenError{error.what()});
   }
@@ -88,16 +82,29 @@ void WorkspaceLinux::openBundle(const std::filesystem::path& path, const OpenCon
   }
   std::vector<std::string> command{bundle->executable.string()};
   command.insert(command.end(), configuration.arguments.begin(), configuration.arguments.end());
-  const pid_t process = start(command, userDirectories::home(), std::move(completion));
+  const pid_t process = start(command, userDirectories::home(), context_.environment(), std::move(completion));
   if (process > 0) systemdUser::moveToOwnScope(process, bundle->identifier);
 }
 
 pid_t WorkspaceLinux::start(const std::vector<std::string>& command, const std::filesystem::path& directory,
-                            OpenCompletion completion) {
+                            const std::vector<std::string>& environment, OpenCompletion completion) {
+  const std::uint64_t number = nextChild_++;
   try {
-    const pid_t process = startDetached(command, directory);
-    watch(process, command.front(), std::move(completion));
-    return process;
+    auto process = std::make_unique<ChildProcess>(
+        loop_, command, directory, environment,
+        [this, number, program = command.front()](const std::optional<siginfo_t>& ending) {
+          childEnded(number, program, ending);
+        });
+    const pid_t id = process->id();
+    if (!process->isWatched()) {
+      report(std::move(completion), std::nullopt);
+      return id;
+    }
+    Child& child = children_.emplace(number, Child{std::move(process), {}, std::move(completion)}).first->second;
+    child.startUp = loop_.after(startUpTime_, [this, number] {
+      report(std::exchange(children_.at(number).completion, nullptr), std::nullopt);
+    });
+    return id;
   } catch (const std::system_error& error) {
     report(std::move(completion),
            OpenError{"cannot start " + command.front() + " in " + directory.string() + ": " + error.code().message()});
@@ -119,29 +126,11 @@ void WorkspaceLinux::signal(const RunningApplication& application, int number) {
   if (std::ranges::count(running, application) > 0) (void)::kill(application.processIdentifier, number);
 }
 
-void WorkspaceLinux::watch(pid_t process, std::string program, OpenCompletion completion) {
-  // The process cannot be another's by now: nobody but us reaps it.
-  Child& child = children_[process];
-  child = {.descriptor = pidfdOf(process), .program = std::move(program), .completion = std::move(completion)};
-  try {
-    if (!child.descriptor) throw std::system_error(errno, std::generic_category(), "pidfd_open");
-    child.exit = loop_.whenReadable(child.descriptor.get(), [this, process] { childExited(process); });
-    child.startUp = loop_.after(startUpTime_, [this, process] {
-      report(std::exchange(children_.at(process).completion, nullptr), std::nullopt);
-    });
-  } catch (const std::system_error&) {
-    // Out of descriptors: the program runs, its end just goes unseen.
-    report(std::move(child.completion), std::nullopt);
-    children_.erase(process);
-  }
-}
-
-void WorkspaceLinux::childExited(pid_t process) {
-  const Child child = std::move(children_.extract(process).mapped());
-  siginfo_t ending{};
-  const bool isKnown = ::waitid(P_PIDFD, static_cast<id_t>(child.descriptor.get()), &ending, WEXITED) == 0;
+void WorkspaceLinux::childEnded(std::uint64_t number, const std::string& program,
+                                const std::optional<siginfo_t>& ending) {
+  const Child child = std::move(children_.extract(number).mapped());
   // Unknown only when whoever started us made the system reap our children; that is no reason to speak of a failure.
-  report(child.completion, isKnown ? errorFrom(child.program, ending) : std::nullopt);
+  report(child.completion, ending ? errorFrom(program, *ending) : std::nullopt);
 }
 
 void WorkspaceLinux::report(OpenCompletion completion, std::optional<OpenError> error) {

@@ -2,8 +2,11 @@
 
 #include <chrono>
 #include <map>
+#include <memory>
 
+#include "platform/linux/child_process.h"
 #include "platform/linux/event_loop.h"
+#include "platform/linux/launch_context.h"
 #include "platform/workspace.h"
 
 namespace corvana {
@@ -14,8 +17,9 @@ class WorkspaceLinux final : public Workspace {
  public:
   /// A program that fails within `startUpTime` is reported as failed. A browser that hands its arguments to its running
   /// instance ends well before, one that starts lives on.
-  explicit WorkspaceLinux(EventLoop& loop, std::chrono::milliseconds startUpTime = std::chrono::seconds(1))
-      : loop_(loop), startUpTime_(startUpTime) {}
+  WorkspaceLinux(EventLoop& loop, LaunchContext& context,
+                 std::chrono::milliseconds startUpTime = std::chrono::seconds(1))
+      : loop_(loop), context_(context), startUpTime_(startUpTime) {}
 
   std::optional<std::filesystem::path> urlForApplication(std::string_view bundleIdentifier) override;
 
@@ -23,7 +27,8 @@ class WorkspaceLinux final : public Workspace {
   std::vector<RunningApplication> runningApplications(std::string_view bundleIdentifier) override;
 
   /// `file` is a desktop entry or an application bundle. The opened program decides itself whether it comes to the
-  /// front, and nothing is added to recent items.
+  /// front, and nothing is added to recent items. One that runs already is not started once more unless a new instance
+  /// is wanted: a browser would open a window that nobody asked for.
   void openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
                        OpenCompletion completion) override;
   void terminate(const RunningApplication& application) override;
@@ -32,9 +37,7 @@ class WorkspaceLinux final : public Workspace {
  private:
   /// A program that was started here and has not ended yet.
   struct Child {
-    UniqueFD descriptor;
-    std::string program;
-    Timer exit;
+    std::unique_ptr<ChildProcess> process;
     Timer startUp;
     OpenCompletion completion;  // empty once it was called
   };
@@ -42,15 +45,16 @@ class WorkspaceLinux final : public Workspace {
   void openBundle(const std::filesystem::path& path, const OpenConfiguration& configuration, OpenCompletion completion);
   /// Starts the program and watches it; reports what is wrong.
   pid_t start(const std::vector<std::string>& command, const std::filesystem::path& directory,
-              OpenCompletion completion);
+              const std::vector<std::string>& environment, OpenCompletion completion);
   void signal(const RunningApplication& application, int number);
-  void watch(pid_t process, std::string program, OpenCompletion completion);
-  void childExited(pid_t process);
+  void childEnded(std::uint64_t number, const std::string& program, const std::optional<siginfo_t>& ending);
   void report(OpenCompletion completion, std::optional<OpenError> error);
 
   EventLoop& loop_;
+  LaunchContext& context_;
   std::chrono::milliseconds startUpTime_;
-  std::map<pid_t, Child> children_;
+  std::map<std::uint64_t, Child> children_;
+  std::uint64_t nextChild_ = 0;
 };
 
 }  // namespace corvana

@@ -22,8 +22,12 @@ std::filesystem::path configHome() {
   return baseDirectory("XDG_CONFIG_HOME", ".config");
 }
 
+std::filesystem::path dataHome() {
+  return baseDirectory("XDG_DATA_HOME", ".local/share");
+}
+
 std::vector<std::filesystem::path> dataDirectories() {
-  std::vector<std::filesystem::path> directories{baseDirectory("XDG_DATA_HOME", ".local/share")};
+  std::vector<std::filesystem::path> directories{dataHome()};
   const char* variable = std::getenv("XDG_DATA_DIRS");
   std::string_view rest = variable != nullptr && variable[0] != '\0' ? variable : "/usr/local/share:/usr/share";
   while (!rest.empty()) {

@@ -9,7 +9,10 @@ namespace corvana::xdg {
 /// $XDG_CONFIG_HOME, else ~/.config.
 std::filesystem::path configHome();
 
-/// Where data files are looked for, most important first: $XDG_DATA_HOME, else ~/.local/share; then $XDG_DATA_DIRS,
+/// $XDG_DATA_HOME, else ~/.local/share.
+std::filesystem::path dataHome();
+
+/// Where data files are looked for, most important first: `dataHome`, then $XDG_DATA_DIRS,
 /// else /usr/local/share and /usr/share. Relative entries do not count.
 std::vector<std::filesystem::path> dataDirectories();
 

@@ -5,15 +5,10 @@
 #import <Foundation/Foundation.h>
 
 #include "platform/macos/ns_string.h"
-#include "platform/macos/utf8_repair.h"
+#include "platform/macos/repaired_string.h"
 
 namespace corvana::text {
 namespace {
-
-NSString* _Nonnull decode(std::string_view utf8) {
-  NSString* string = nsStringFrom(repairedUTF8(utf8));
-  return string != nil ? string : @"";
-}
 
 /// The string is not empty and, since it was UTF-8, has its surrogates in pairs.
 UTF32Char firstCodePoint(NSString* _Nonnull string) {
@@ -39,19 +34,19 @@ Character characterFrom(NSString* _Nonnull string) {
 
 std::string lowercased(std::string_view utf8) {
   @autoreleasepool {
-    return utf8From(decode(utf8).lowercaseString);
+    return utf8From(repairedStringFrom(utf8).lowercaseString);
   }
 }
 
 std::string folded(std::string utf8) {
   @autoreleasepool {
-    return utf8From(decode(utf8).lowercaseString.precomposedStringWithCanonicalMapping);
+    return utf8From(repairedStringFrom(utf8).lowercaseString.precomposedStringWithCanonicalMapping);
   }
 }
 
 std::vector<Character> characters(std::string_view utf8) {
   @autoreleasepool {
-    NSString* string = decode(utf8);
+    NSString* string = repairedStringFrom(utf8);
     __block std::vector<Character> result;
     [string enumerateSubstringsInRange:NSMakeRange(0, string.length)
                                options:NSStringEnumerationByComposedCharacterSequences
@@ -73,7 +68,7 @@ std::vector<Character> characters(std::string_view utf8) {
 /// Of texts that differ in letter case alone the system puts one first as well, where ICU calls them equivalent.
 std::weak_ordering compareStandard(std::string_view a, std::string_view b) {
   @autoreleasepool {
-    return [decode(a) localizedStandardCompare:decode(b)] <=> NSOrderedSame;
+    return [repairedStringFrom(a) localizedStandardCompare:repairedStringFrom(b)] <=> NSOrderedSame;
   }
 }
 

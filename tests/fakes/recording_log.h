@@ -27,6 +27,10 @@ class RecordingLog final : public LogSink {
     const std::lock_guard lock(mutex_);
     return lines_;
   }
+  void clear() {
+    const std::lock_guard lock(mutex_);
+    lines_.clear();
+  }
 
  private:
   LogSink* previous_;

@@ -129,7 +129,7 @@ class ApplicationBundles : public testing::Test {
  protected:
   std::optional<OpenError> open(const std::filesystem::path& bundle, const OpenConfiguration& configuration) {
     EventLoop own;
-    WorkspaceLinux desktop(own, 10ms);
+    WorkspaceLinux desktop(own, context, 10ms);
     std::optional<OpenError> result;
     desktop.openApplication(bundle, configuration, [&](auto error) {
       result = std::move(error);
@@ -141,7 +141,8 @@ class ApplicationBundles : public testing::Test {
 
   support::TemporaryHome home;
   EventLoop loop;
-  WorkspaceLinux workspace{loop};
+  LaunchContext context{"app.corvana.test"};
+  WorkspaceLinux workspace{loop, context};
 };
 
 TEST_F(ApplicationBundles, AreFoundStartedOnceAndEnded) {

@@ -53,7 +53,8 @@ class TwoProcesses : public testing::Test {
   support::TemporaryHome home;
   EventLoop loop;
   ReadQueueLinux queue{"app.corvana.link"};
-  WorkspaceLinux workspace{loop, 10ms};
+  LaunchContext context{"app.corvana.test"};
+  WorkspaceLinux workspace{loop, context, 10ms};
   HelperLink link{loop, queue, workspace};
   std::vector<Event> events;
   std::vector<State> states;

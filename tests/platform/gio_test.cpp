@@ -149,7 +149,8 @@ TEST(ApplicationHandlersGIO, OffersWhatUsersSee) {
   const fs::path before = fs::current_path();
   fs::current_path(Desktop::home().path() / "Proxy.app");
   EventLoop loop;
-  WorkspaceLinux workspace(loop);
+  LaunchContext context("app.corvana.test");
+  WorkspaceLinux workspace(loop, context);
   for (const fs::path& application : world.handlers().applications(https)) {
     EXPECT_EQ(workspace.urlForApplication(world.handlers().info(application)->bundleIdentifier), application);
   }

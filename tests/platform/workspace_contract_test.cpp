@@ -39,7 +39,8 @@ class RealDesktop {
   /// Opens and waits for the report.
   std::optional<OpenError> open(const std::filesystem::path& file, const OpenConfiguration& configuration) {
     EventLoop loop;
-    WorkspaceLinux desktop(loop, startUpTime);
+    LaunchContext context{"app.corvana.test"};
+    WorkspaceLinux desktop(loop, context, startUpTime);
     std::optional<OpenError> result;
     int reports = 0;
     bool isInside = true;
@@ -68,7 +69,8 @@ class RealDesktop {
 
  private:
   EventLoop loop_;
-  WorkspaceLinux workspace_{loop_};
+  LaunchContext context_{"app.corvana.test"};
+  WorkspaceLinux workspace_{loop_, context_};
 };
 
 class FakeDesktop {
@@ -161,10 +163,12 @@ TEST_F(WorkspaceLinuxTest, TheProgramRunsOnAndInheritsNothing) {
   ::sigaddset(&blocked, SIGTERM);
   ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
   auto* oldHandler = ::signal(SIGPIPE, SIG_IGN);
-  for (const char* name : {"GIO_LAUNCHED_DESKTOP_FILE", "GIO_LAUNCHED_DESKTOP_FILE_PID", "DESKTOP_STARTUP_ID",
-                           "XDG_ACTIVATION_TOKEN", "NOTIFY_SOCKET"}) {
+  for (const char* name : {"GIO_LAUNCHED_DESKTOP_FILE", "GIO_LAUNCHED_DESKTOP_FILE_PID", "NOTIFY_SOCKET"}) {
     home.environment.set(name, "leftover");
   }
+  home.environment.set("DESKTOP_STARTUP_ID", "dock-1_TIME4242");
+  home.environment.set("XDG_ACTIVATION_TOKEN", "token");
+  home.environment.set("ACCESSIBILITY_ENABLED", "0");
   home.environment.set("KEPT", "1");
 
   EXPECT_FALSE(openChrome());
@@ -182,7 +186,12 @@ TEST_F(WorkspaceLinuxTest, TheProgramRunsOnAndInheritsNothing) {
   EXPECT_EQ(readFile(home.path() / "directory"), home.path().string());
   const auto environment = itemsOf(home.path() / "environment");
   EXPECT_THAT(environment, testing::Each(testing::Not(testing::EndsWith("=leftover"))));
-  EXPECT_THAT(environment, testing::Contains("KEPT=1"));
+  EXPECT_THAT(environment, testing::IsSupersetOf({"KEPT=1", "XDG_ACTIVATION_TOKEN=token", "ACCESSIBILITY_ENABLED=1"}));
+  // One of its own, with the time of the user's action.
+  EXPECT_THAT(
+      environment,
+      testing::Contains("DESKTOP_STARTUP_ID=corvana:app.corvana.test:" + std::to_string(::getpid()) + "-1_TIME4242"));
+  EXPECT_THAT(environment, testing::Not(testing::Contains("ACCESSIBILITY_ENABLED=0")));
   ::kill(process, SIGKILL);
 }
 

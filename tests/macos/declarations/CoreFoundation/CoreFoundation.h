@@ -10,6 +10,7 @@ using CFTypeRef = const void*;
 using CFNumberRef = const struct __attribute__((objc_bridge(NSNumber))) __CFNumber*;
 using CFArrayRef = const struct __attribute__((objc_bridge(NSArray))) __CFArray*;
 using CFStringRef = const struct __attribute__((objc_bridge(NSString))) __CFString*;
+using CFURLRef = const struct __attribute__((objc_bridge(NSURL))) __CFURL*;
 
 using CFIndex = signed long;
 enum CFNumberType : CFIndex { kCFNumberIntType = 9 };

@@ -51,6 +51,7 @@ constexpr NSStringEnumerationOptions NSStringEnumerationByComposedCharacterSeque
                               encoding:(NSStringEncoding)textEncoding;
 - (unichar)characterAtIndex:(NSUInteger)index;
 - (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)encoding;
+- (BOOL)isEqualToString:(NSString*)aString;
 - (NSComparisonResult)localizedStandardCompare:(NSString*)string;
 - (void)enumerateSubstringsInRange:(NSRange)range
                            options:(NSStringEnumerationOptions)options
@@ -85,6 +86,7 @@ using NSDataBase64DecodingOptions = NSUInteger;
 @end
 
 @interface NSArray<__covariant Element> : NSObject <NSFastEnumeration>
++ (instancetype)arrayWithObjects:(const Element _Nonnull[_Nonnull])objects count:(NSUInteger)count;
 @end
 
 @interface NSMutableArray<Element> : NSArray <Element>
@@ -185,6 +187,14 @@ using NSPropertyListWriteOptions = NSUInteger;
 @property(class, readonly, strong) NSUserDefaults* standardUserDefaults;
 - (BOOL)boolForKey:(NSString*)defaultName;
 - (void)setBool:(BOOL)value forKey:(NSString*)defaultName;
+@end
+
+using NSRunLoopMode = NSString*;
+extern "C" const NSRunLoopMode NSRunLoopCommonModes;
+
+@interface NSRunLoop : NSObject
+@property(class, readonly, strong) NSRunLoop* mainRunLoop;
+- (void)performInModes:(NSArray<NSRunLoopMode>*)modes block:(void (^)(void))block;
 @end
 
 @interface NSThread : NSObject

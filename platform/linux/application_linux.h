@@ -1,0 +1,86 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/application.h"
+#include "platform/linux/event_loop.h"
+#include "platform/linux/launch_context.h"
+#include "platform/linux/session_bus.h"
+#include "platform/linux/window_activator_x11.h"
+
+namespace corvana {
+
+/// What an application is started for.
+struct Opening {
+  std::vector<std::string> urls;
+  /// One of the menu's actions.
+  std::optional<MenuItem::Action> action;
+  /// The session bus has started the program, and is about to tell it what for.
+  bool isToldByBus = false;
+};
+
+/// The name of an action in desktop entries, on the bus and on the command line; nothing for one that this system has
+/// no use for.
+std::optional<std::string> actionName(MenuItem::Action action);
+std::optional<MenuItem::Action> actionNamed(std::string_view name);
+
+/// This program as an application of a freedesktop.org desktop: it has no toolkit and no window, but a name on the
+/// session bus, which makes it the only one of its kind, and an object there that takes what launchers ask for
+/// ("Desktop Entry Specification" 1.5, D-Bus Activation). Without a session bus it does without all that. Main thread.
+class ApplicationLinux final : public Application {
+ public:
+  /// What is passed must outlive this object. `showAbout` tells the user what this application is. The signals that
+  /// ask a program to end are from now on the user's wish to quit; no thread may have been started before.
+  ApplicationLinux(EventLoop& loop, SessionBus& bus, LaunchContext& context, std::string bundleIdentifier,
+                   std::function<void()> showAbout);
+  ApplicationLinux(const ApplicationLinux&) = delete;
+  ApplicationLinux& operator=(const ApplicationLinux&) = delete;
+  ~ApplicationLinux() override;
+
+  /// Whether an instance was running already; then it has been told what this one was started for, and this one has
+  /// nothing left to do. Throws std::runtime_error when that instance does not answer.
+  bool handOver(const Opening& opening);
+
+  /// Launches the application and serves it until it ends; returns the program's exit code.
+  int run(ApplicationDelegate& delegate, const Opening& opening);
+
+  /// The user or the session wants the application to end.
+  void quit();
+
+  void setMainMenu(std::vector<MenuItem> menu) override { menu_ = std::move(menu); }
+  void terminate() override;
+  void replyToApplicationShouldTerminate(bool shouldTerminate) override;
+  void handActivationTo(const RunningApplication& other, std::function<void(bool)> completion) override;
+
+ private:
+  struct Object;
+
+  bool exportObject();
+  bool becomeOnlyInstance();
+  /// False when the other instance has just ended.
+  bool forward(const Opening& opening);
+  void launch(const Opening& opening);
+  void open(const Opening& opening);
+  void perform(MenuItem::Action action);
+
+  EventLoop& loop_;
+  SessionBus& bus_;
+  LaunchContext& context_;
+  std::string id_;
+  std::function<void()> showAbout_;
+  WindowActivatorX11 activator_;
+  Watch onTerminate_;
+  Watch onInterrupt_;
+  BusSlot object_;
+  std::vector<MenuItem> menu_;
+  ApplicationDelegate* delegate_ = nullptr;
+  bool didLaunch_ = false;
+  bool isQuestionPending_ = false;
+  bool hasEnded_ = false;
+  Timer idleTimer_;
+};
+
+}  // namespace corvana

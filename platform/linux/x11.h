@@ -1,0 +1,85 @@
+#pragma once
+
+#include <sys/types.h>
+#include <xcb/xcb.h>
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace corvana::x11 {
+
+struct Free {
+  void operator()(void* memory) const { std::free(memory); }
+};
+template <class T>
+using Reply = std::unique_ptr<T, Free>;
+
+/// A property of a window.
+class Property {
+ public:
+  explicit Property(Reply<xcb_get_property_reply_t> reply) : reply_(std::move(reply)) {}
+
+  /// Nothing when the window is gone or has no such property, or one of another form.
+  std::optional<std::span<const std::uint32_t>> values() const;
+  std::optional<std::string_view> text() const;
+  std::optional<std::uint32_t> firstValue() const;
+
+ private:
+  Reply<xcb_get_property_reply_t> reply_;
+};
+
+/// A window that the window manager looks after, as described by the "Extended Window Manager Hints" 1.5
+/// (freedesktop.org).
+struct Client {
+  xcb_window_t window = XCB_WINDOW_NONE;
+  std::optional<pid_t> owner;
+  std::optional<std::uint16_t> height;
+  /// A window of a browser's own: neither menu nor dialog, and neither its task manager nor its file chooser.
+  bool isBrowserWindow = false;
+};
+
+/// A connection to the X server. One that was lost answers every question with nothing. One thread at a time; each
+/// function asks the server and waits for its answer.
+class Connection {
+ public:
+  enum class Atom { clientList, clientListStacking, activeWindow, pid, windowType, normalType, role };
+
+  /// Nothing when there is no X server, or one that has no screen.
+  static std::optional<Connection> open();
+
+  xcb_connection_t* get() const { return connection_.get(); }
+  xcb_window_t root() const { return root_; }
+  xcb_atom_t atom(Atom atom) const { return atoms_[static_cast<std::size_t>(atom)]; }
+  bool isLost() const;
+
+  /// `length` is in units of four bytes.
+  Property property(xcb_window_t window, Atom property, std::uint32_t length) const;
+
+  /// The windows of that list, in its order; nothing when there is no window manager that keeps one.
+  std::optional<std::vector<Client>> clients(Atom list) const;
+
+  /// The window that has the user's attention, and the process that it belongs to.
+  xcb_window_t activeWindow() const;
+  std::optional<pid_t> ownerOf(xcb_window_t window) const;
+
+ private:
+  struct Disconnect {
+    void operator()(xcb_connection_t* connection) const { ::xcb_disconnect(connection); }
+  };
+  static constexpr std::size_t atomCount = 7;
+
+  Connection() = default;
+  bool findAtoms();
+
+  std::unique_ptr<xcb_connection_t, Disconnect> connection_;
+  xcb_window_t root_ = XCB_WINDOW_NONE;
+  std::array<xcb_atom_t, atomCount> atoms_{};
+};
+
+}  // namespace corvana::x11

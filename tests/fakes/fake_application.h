@@ -1,0 +1,46 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "platform/application.h"
+
+namespace corvana::fakes {
+
+/// An application that the system of a test looks after.
+class FakeApplication final : public Application {
+ public:
+  /// Set before anything is asked of it.
+  ApplicationDelegate* delegate = nullptr;
+  /// Whether other applications come to the front when this one lets them.
+  bool canHandActivationOver = true;
+
+  std::vector<MenuItem> menu;
+  std::vector<RunningApplication> activated;
+  bool isQuestionPending = false;
+  bool hasEnded = false;
+
+  /// The user quits the application.
+  void quit() {
+    if (!isQuestionPending) terminate();
+  }
+
+  void setMainMenu(std::vector<MenuItem> items) override { menu = std::move(items); }
+  void terminate() override {
+    if (isQuestionPending) return replyToApplicationShouldTerminate(true);
+    isQuestionPending = true;
+    if (delegate->applicationShouldTerminate() == ApplicationDelegate::TerminateReply::terminateNow) {
+      replyToApplicationShouldTerminate(true);
+    }
+  }
+  void replyToApplicationShouldTerminate(bool shouldTerminate) override {
+    if (!std::exchange(isQuestionPending, false) || !shouldTerminate || std::exchange(hasEnded, true)) return;
+    delegate->applicationWillTerminate();
+  }
+  void handActivationTo(const RunningApplication& other, std::function<void(bool)> completion) override {
+    activated.push_back(other);
+    completion(canHandActivationOver);
+  }
+};
+
+}  // namespace corvana::fakes
