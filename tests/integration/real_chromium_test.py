@@ -1,6 +1,8 @@
 """The proxy app against a real Chromium, in a private session with a display of its own.
 
-Usage: real_chromium_test.py SOURCE_FOLDER CORVANA CORVANA_STUB WINDOW_LIST_DUMP
+Usage: real_chromium_test.py SOURCE_FOLDER CORVANA CORVANA_STUB WINDOW_LIST_DUMP TOLD_HELPER
+
+Pictures of what people see go into the folder that CORVANA_PICTURES names, if it does.
 """
 
 import http.server
@@ -13,9 +15,10 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 
-SOURCE, CORVANA, STUB, WINDOW_LIST_DUMP = sys.argv[1:5]
+SOURCE, CORVANA, STUB, WINDOW_LIST_DUMP, TOLD_HELPER = sys.argv[1:6]
 SESSION_SCRIPT = os.path.join(SOURCE, "scripts", "private-session.sh")
 PATIENCE = 60  # seconds; what is waited for normally takes one or two
 
@@ -55,6 +58,48 @@ def is_running(process_id):
         return False
 
 
+class Helper:
+    """The background helper, as the test plays it, on the real socket."""
+
+    def __init__(self, test):
+        self.process = subprocess.Popen([TOLD_HELPER], env=test.environment, stdin=subprocess.PIPE,
+                                        stdout=subprocess.PIPE, text=True)
+        test.addCleanup(self.process.stdin.close)
+        test.addCleanup(self.process.stdout.close)
+        test.addCleanup(self.process.wait)
+        test.addCleanup(self.process.kill)
+        self.test = test
+        self.expect("ready")
+
+    def expect(self, op):
+        """Waits for the next request, which is of that kind."""
+        line = self.process.stdout.readline()
+        self.test.assertTrue(line, f"the helper has ended, waiting for {op}")
+        request = json.loads(line)
+        self.test.assertEqual(request["op"], op)
+        return request
+
+    def tell(self, **message):
+        self.process.stdin.write(json.dumps(message) + "\n")
+        self.process.stdin.flush()
+
+    def answer(self, request, **fields):
+        self.tell(id=request["id"], ok=True, **fields)
+
+    def windows(self, count):
+        self.tell(event="windows", profileDirectory="Default", count=count, confidence="certain", chromeRunning=True)
+
+    def greet(self):
+        """Takes a proxy app's hello, and says that windows can be seen."""
+        hello = self.expect("hello")
+        self.tell(event="axPermission", trusted=True)
+        return hello
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+
+
 class RealChromium(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix="corvana-test.", ignore_cleanup_errors=True)
@@ -73,9 +118,9 @@ class RealChromium(unittest.TestCase):
         self.addCleanup(self.server.shutdown)
         self.origin = f"http://127.0.0.1:{self.server.server_port}"
 
-    def make_app(self, name, profile):
+    def make_app(self, name, profile, *options):
         app = os.path.join(self.folder, f"{name}.app")
-        self.corvana("make-app", app, "--profile", profile, "--stub", STUB)
+        self.corvana("make-app", app, "--profile", profile, "--stub", STUB, *options)
         return os.path.join(app, "Contents", "MacOS", "CorvanaStub")
 
     def corvana(self, *arguments):
@@ -99,9 +144,44 @@ class RealChromium(unittest.TestCase):
     def browser(self):
         return int(os.readlink(os.path.join(self.data, "SingletonLock")).rsplit("-", 1)[1])
 
+    def run_tool(self, *command):
+        return subprocess.run(command, env=self.environment, check=True, capture_output=True, text=True).stdout
+
+    def titles(self):
+        return [line.split(None, 3)[3] for line in self.run_tool("wmctrl", "-l").splitlines()]
+
+    def browser_windows(self):
+        return [title for title in self.titles() if title.endswith("Chromium")]
+
+    def active_title(self):
+        return self.run_tool("xdotool", "getactivewindow", "getwindowname").strip()
+
+    def wait_until(self, condition, what):
+        """What another program does, and tells nobody of, can only be looked for."""
+        deadline = time.monotonic() + PATIENCE
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, f"{what}; windows: {self.titles()}")
+            time.sleep(0.05)
+
+    def wait_for_line(self, process, text):
+        for line in iter(process.stderr.readline, b""):
+            if text in line.decode():
+                return
+        self.fail(f"the proxy app has ended without saying: {text}")
+
+    def picture(self, name):
+        if folder := os.environ.get("CORVANA_PICTURES"):
+            os.makedirs(folder, exist_ok=True)
+            self.run_tool("scrot", "--overwrite", os.path.join(folder, f"{name}.png"))
+
+    def close_browser_windows(self):
+        for line in self.run_tool("wmctrl", "-l").splitlines():
+            if line.endswith("Chromium"):
+                self.run_tool("wmctrl", "-ic", line.split()[0])
+
     def test_the_story_of_a_profile(self):
         executable = self.make_app("Home", "Home")
-        first = self.start(executable, f"{self.origin}/first")
+        app = self.start(executable, f"{self.origin}/first")
         self.server.expect(self, "/first")
         with open(f"/proc/{self.browser()}/cmdline") as line:
             self.assertIn("--profile-directory=Profile 1", line.read())
@@ -113,41 +193,149 @@ class RealChromium(unittest.TestCase):
                          [("Default", "Work"), ("Profile 1", "Home")])
         self.assertEqual([app["config"]["profileName"] for app in json.loads(self.corvana("apps", "--json"))], ["Home"])
 
-        # The browser's one window is seen, also when it is hidden; under Wayland it might not be the only one.
+        # The browser's one window is seen, also when it is hidden; under Wayland it might not be the only one. It can
+        # be told that this app has opened it.
         expected = (str(self.browser()), True, "0")
-        self.assertEqual(self.windows(), ([expected], "complete"))
-        subprocess.run(["wmctrl", "-k", "on"], env=self.environment, check=True)
+        self.wait_until(lambda: self.windows() == ([expected], "complete"), "one window")
+        window = self.run_tool("wmctrl", "-l").split()[0]
+        self.assertRegex(self.run_tool("xprop", "-id", window, "_NET_STARTUP_ID"), r'"corvana:app\.corvana\.\w+:')
+        self.run_tool("wmctrl", "-k", "on")
         self.assertEqual(self.windows(), ([expected], "complete"))
         self.assertEqual(self.windows(WAYLAND_DISPLAY="wayland-0"), ([expected], "incomplete"))
         self.assertEqual(self.windows(DISPLAY=":77"), ([], "none"))
 
-        # What it does not use it does not load, neither at its start nor later.
-        with open(f"/proc/{first.pid}/maps") as maps:
-            loaded = maps.read() + subprocess.run(["ldd", STUB], check=True, capture_output=True, text=True).stdout
-        for library in ("libicu", "libgio", "libgobject", "libgtk"):
-            self.assertNotIn(library, loaded)
-
-        # A second start hands the running browser exactly its URL. The browser then encodes what a URL may not hold;
+        # A second start hands over exactly its URL, and is done. The browser then encodes what a URL may not hold;
         # nothing is lost or done twice, and no shell saw it.
         witness = os.path.join(self.folder, "witness")
         text = f"""/a b"c'd%25e%c3%a9$(touch {witness})`touch {witness}`/%f%U?q=%f&r=a b;c|"d"$HOME"""
         expected = (
             text.replace(" ", "%20").replace('"', "%22").replace("`", "%60")
         )
-        second = self.start(executable, self.origin + text)
+        self.assertEqual(self.start(executable, self.origin + text).wait(timeout=PATIENCE), 0)
         self.server.expect(self, expected)
         self.assertFalse(os.path.exists(witness))
 
-        # The browser survives the app that started it, and holds nothing of it open.
-        browser = self.browser()
-        first.kill()
-        self.assertEqual(first.wait(), -signal.SIGKILL)
-        self.assertTrue(is_running(browser))
-        first.stderr.read()  # would wait for ever if the browser had inherited the pipe
+        # The session bus reaches it, too.
+        identifier = json.loads(self.corvana("apps", "--json"))[0]["bundleID"].replace("corvana.", "corvana._", 1)
+        if not identifier.split("_")[1][0].isdigit():
+            identifier = identifier.replace("_", "")
+        self.run_tool("gapplication", "launch", identifier, f"{self.origin}/over-the-bus")
+        self.server.expect(self, "/over-the-bus")
 
-        # When the browser ends, so does the app.
+        # Clicked again without a helper, it opens a window.
+        self.assertEqual(self.start(executable).wait(timeout=PATIENCE), 0)
+        self.wait_for_line(app, "helper did not answer in time; opening a window without it")
+        self.wait_until(lambda: len(self.browser_windows()) == 2, "a second window")
+
+        # What it does not use it does not load, neither at its start nor later.
+        with open(f"/proc/{app.pid}/maps") as maps:
+            loaded = maps.read() + subprocess.run(["ldd", STUB], check=True, capture_output=True, text=True).stdout
+        for library in ("libicu", "libgio", "libgobject", "libgtk"):
+            self.assertNotIn(library, loaded)
+
+        # It quits by itself when the last window has closed, a minimised one, too.
+        self.run_tool("wmctrl", "-k", "on")
+        self.assertIsNone(app.poll())
+        self.close_browser_windows()
+        self.wait_for_line(app, "last window for this profile closed; quitting")
+        self.assertEqual(app.wait(timeout=PATIENCE), 0)
+
+    def test_the_browser_survives_the_app(self):
+        executable = self.make_app("Work", "Default")
+        app = self.start(executable)
+        self.wait_until(self.browser_windows, "a window")
+        browser = self.browser()
+        app.kill()
+        self.assertEqual(app.wait(), -signal.SIGKILL)
+        self.assertTrue(is_running(browser))
+        app.stderr.read()  # would wait for ever if the browser had inherited the pipe
         os.kill(browser, signal.SIGTERM)
-        self.assertEqual(second.wait(timeout=PATIENCE), 0)
+
+    def test_the_story_with_a_helper(self):
+        helper = Helper(self)
+        executable = self.make_app("Work", "Default")
+        app = self.start(executable)
+        hello = helper.greet()
+        self.assertEqual((hello["profileDirectory"], hello["profileName"], hello["pid"], hello["protocolVersion"]),
+                         ("Default", "Work", app.pid, 2))
+        helper.answer(helper.expect("activate"), action="nothingToRaise")
+        self.assertEqual(helper.expect("noteLaunch")["profileDirectory"], "Default")
+        self.wait_until(self.browser_windows, "a window")
+        helper.windows(1)
+
+        # A click brings the browser forward from behind another window, whatever the helper says but that there is
+        # none. An open notification would not do as that window: it takes no focus.
+        for action, forward in (("raised", True), ("openedGroup", True), ("groupNotFound", True),
+                                ("nothingToRaise", False), ("acknowledged", False)):
+            other = self.start("zenity", "--info", "--title=Other", "--text=Other")
+            self.wait_until(lambda: self.active_title() == "Other", "another window in front")
+            count = len(self.browser_windows())
+            self.assertEqual(self.start(executable).wait(timeout=PATIENCE), 0)
+            helper.answer(helper.expect("activate"), action=action)
+            if not forward:
+                helper.expect("noteLaunch")
+                self.wait_until(lambda: len(self.browser_windows()) == count + 1, action)
+            self.wait_until(lambda: self.active_title().endswith("Chromium"), f"Chromium in front after {action}")
+            other.kill()
+
+        # The helper is killed and comes back: the app says hello again, and goes by what it is told.
+        helper.kill()
+        self.wait_for_line(app, "falling back to window-count polling")
+        helper = Helper(self)
+        helper.greet()
+        helper.windows(1)
+        helper.windows(0)
+        self.wait_for_line(app, "terminating (selfQuit=true, liveness=draining)")
+        helper.expect("bye")
+        self.assertEqual(app.wait(timeout=PATIENCE), 0)
+        self.assertTrue(self.browser_windows(), "the browser's windows are not its own to close")
+
+    def test_quitting_waits_for_the_user(self):
+        helper = Helper(self)
+        executable = self.make_app("Work", "Default", "--close-on-quit")
+        app = self.start(executable)
+        helper.greet()
+        helper.answer(helper.expect("activate"), action="nothingToRaise")
+        helper.expect("noteLaunch")
+        self.wait_until(self.browser_windows, "a window")
+        helper.windows(1)
+
+        self.assertEqual(self.start(executable, "--action=quit").wait(timeout=PATIENCE), 0)
+        request = helper.expect("closeWindows")
+        self.assertEqual(request["timeout"], 6)
+        helper.answer(request, closed=0, remaining=1, blocked=True)
+        self.wait_until(lambda: "Work" in self.titles(), "the alert")
+        self.picture("alert")
+        self.run_tool("wmctrl", "-a", "Work")
+        self.wait_until(lambda: self.active_title() == "Work", "the alert is in front")
+        self.run_tool("xdotool", "key", "Return")
+        self.wait_until(lambda: "Work" not in self.titles(), "the alert is dismissed")
+        self.assertIsNone(app.poll())
+
+        os.kill(app.pid, signal.SIGTERM)
+        helper.answer(helper.expect("closeWindows"), closed=1, remaining=0)
+        helper.expect("bye")
+        self.assertEqual(app.wait(timeout=PATIENCE), 0)
+
+    def test_a_missing_group_is_told(self):
+        # What a click on the notification opens.
+        opened = os.path.join(self.folder, "opened")
+        os.mkfifo(opened)
+        applications = os.path.join(self.environment["HOME"], ".local/share/applications")
+        with open(os.path.join(applications, "app.corvana.main.desktop"), "w") as entry:
+            entry.write(f"[Desktop Entry]\nType=Application\nName=Corvana\nExec=cp /dev/null {opened}\n")
+
+        helper = Helper(self)
+        app = self.start(self.make_app("Research", "Default", "--tab-group", "A & B"))
+        self.assertEqual(helper.greet()["tabGroup"], "A & B")
+        helper.answer(helper.expect("activate"), action="groupNotFound")
+        self.wait_until(lambda: self.run_tool("dunstctl", "count", "displayed").strip() == "1", "a notification")
+        self.picture("notification")
+        self.run_tool("dunstctl", "action", "0")
+        with open(opened):  # waits for the other end
+            pass
+        os.kill(app.pid, signal.SIGTERM)
+        self.assertEqual(app.wait(timeout=PATIENCE), 0)
 
     def test_arguments_that_are_no_urls_are_refused(self):
         executable = self.make_app("Work", "Default")
