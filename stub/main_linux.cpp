@@ -3,6 +3,7 @@
 //        CorvanaStub --action=ACTION   does what the menu's entry does; one that is running does it, if there is one
 //        CorvanaStub --told-by-bus     waits to be told by the session bus, which has started it, what to do
 
+#include <cctype>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -14,6 +15,7 @@
 #include "core/identity/log.h"
 #include "core/identity/url.h"
 #include "core/ipc/helper_link.h"
+#include "core/stub/menu_builder.h"
 #include "platform/linux/alerts_linux.h"
 #include "platform/linux/application_linux.h"
 #include "platform/linux/event_loop.h"
@@ -72,12 +74,20 @@ PropertyDictionary infoDictionary(const Bundle& bundle) {
   }
 }
 
+/// What the app is, and its shortcuts, which no menu shows.
 Alert aboutAlert(const StubConfig& config, const std::string& name) {
   const std::string profile = "the Chrome profile “" + config.profileName + "”";
-  return {.messageText = name,
-          .informativeText = config.isTabGroup() ? "The app of the tab group “" + *config.tabGroupName + "” in " +
-                                                       profile + ", made with Corvana."
-                                                 : "The app of " + profile + ", made with Corvana."};
+  std::string shortcuts;
+  for (const MenuItem& item : MenuBuilder::menu(name)) {
+    if (!item.action || !actionName(*item.action) || item.keyEquivalent == 0) continue;
+    const auto key = static_cast<char>(std::toupper(static_cast<unsigned char>(item.keyEquivalent)));
+    shortcuts += "\nSuper+" + std::string(1, key) + ": " + item.title;
+  }
+  const std::string subject =
+      config.isTabGroup() ? "the tab group “" + *config.tabGroupName + "” in " + profile : profile;
+  return {
+      .messageText = name,
+      .informativeText = "The app of " + subject + ", made with Corvana.\n\nIn the windows that it opens:" + shortcuts};
 }
 
 int run(const Opening& opening) {
@@ -92,7 +102,9 @@ int run(const Opening& opening) {
   UserNotificationsDBus notifications(bus, context, identifier, name);
   AlertsLinux alerts(loop, notifications, name);
   std::optional<StubAppDelegate> delegate;
-  const auto showAbout = [&] { alerts.runModal(aboutAlert(delegate->config(), name), [] {}); };
+  const auto showAbout = [&](std::function<void()> done) {
+    alerts.runModal(aboutAlert(delegate->config(), name), std::move(done));
+  };
   ApplicationLinux application(loop, bus, context, identifier, showAbout);
   if (application.handOver(opening)) return 0;
   if (bus.get() == nullptr)

@@ -143,13 +143,18 @@ struct ApplicationLinux::Object {
 };
 
 ApplicationLinux::ApplicationLinux(EventLoop& loop, SessionBus& bus, LaunchContext& context,
-                                   std::string bundleIdentifier, std::function<void()> showAbout)
+                                   std::string bundleIdentifier, std::function<void(std::function<void()>)> showAbout)
     : loop_(loop),
       bus_(bus),
       context_(context),
       id_(applicationID(bundleIdentifier)),
       showAbout_(std::move(showAbout)),
       activator_(loop),
+      shortcuts_(loop, context.startupIDPrefix(),
+                 [this](MenuItem::Action action, std::uint32_t time) {
+                   context_.userActed("_TIME" + std::to_string(time), {});
+                   perform(action);
+                 }),
       onTerminate_(loop.onSignal(SIGTERM, [this] { quit(); })),
       onInterrupt_(loop.onSignal(SIGINT, [this] { quit(); })) {}
 
@@ -212,25 +217,14 @@ int ApplicationLinux::run(ApplicationDelegate& delegate, const Opening& opening)
   if (opening.isToldByBus) {
     idleTimer_ = loop_.after(idleLimit, [this] { loop_.quit(0); });
   } else {
-    launch(opening);
+    open(opening);
   }
-  return hasEnded_ ? 0 : loop_.run();
-}
-
-void ApplicationLinux::launch(const Opening& opening) {
-  idleTimer_ = {};
-  didLaunch_ = true;
-  delegate_->applicationWillFinishLaunching();
-  if (!opening.urls.empty()) delegate_->applicationOpen(opening.urls);
-  // The front is where a launched application comes anyway.
-  const bool isForAction = opening.action && opening.action != MenuItem::Action::bringToFront;
-  if (isForAction) perform(*opening.action);
-  if (!hasEnded_) delegate_->applicationDidFinishLaunching();
+  return loop_.run();
 }
 
 void ApplicationLinux::open(const Opening& opening) {
-  if (!didLaunch_) return launch(opening);
   if (opening.action) return perform(*opening.action);
+  if (!didLaunch_) return launch([&] { delegate_->applicationOpen(opening.urls); });
   if (opening.urls.empty()) return delegate_->applicationShouldHandleReopen();
   delegate_->applicationOpen(opening.urls);
 }
@@ -238,11 +232,14 @@ void ApplicationLinux::open(const Opening& opening) {
 void ApplicationLinux::perform(MenuItem::Action action) {
   switch (action) {
     case MenuItem::Action::about:
-      return showAbout_();
+      idleTimer_ = {};
+      return showAbout_([this] {
+        if (!didLaunch_) loop_.quit(0);  // it was started for nothing else
+      });
     case MenuItem::Action::openNewWindow:
-      return delegate_->openNewWindow();
+      return didLaunch_ ? delegate_->openNewWindow() : launch([this] { delegate_->openNewWindow(); });
     case MenuItem::Action::bringToFront:
-      return delegate_->bringToFront();
+      return didLaunch_ ? delegate_->bringToFront() : launch([] {});
     case MenuItem::Action::terminate:
       return quit();
     case MenuItem::Action::hide:
@@ -250,9 +247,23 @@ void ApplicationLinux::perform(MenuItem::Action action) {
   }
 }
 
+void ApplicationLinux::launch(const std::function<void()>& open) {
+  idleTimer_ = {};
+  didLaunch_ = true;
+  delegate_->applicationWillFinishLaunching();
+  open();
+  delegate_->applicationDidFinishLaunching();
+}
+
 void ApplicationLinux::quit() {
   if (!didLaunch_) return loop_.quit(0);
   if (!isQuestionPending_) terminate();
+}
+
+void ApplicationLinux::setMainMenu(std::vector<MenuItem> menu) {
+  std::erase_if(menu, [](const MenuItem& item) { return !item.action || !actionName(*item.action); });
+  // Chrome's start comes first.
+  loop_.post([this, menu = std::move(menu)] { shortcuts_.set(menu); });
 }
 
 void ApplicationLinux::terminate() {

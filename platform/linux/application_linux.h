@@ -10,6 +10,7 @@
 #include "platform/linux/launch_context.h"
 #include "platform/linux/session_bus.h"
 #include "platform/linux/window_activator_x11.h"
+#include "platform/linux/window_shortcuts_x11.h"
 
 namespace corvana {
 
@@ -32,10 +33,11 @@ std::optional<MenuItem::Action> actionNamed(std::string_view name);
 /// ("Desktop Entry Specification" 1.5, D-Bus Activation). Without a session bus it does without all that. Main thread.
 class ApplicationLinux final : public Application {
  public:
-  /// What is passed must outlive this object. `showAbout` tells the user what this application is. The signals that
+  /// What is passed must outlive this object. `showAbout` tells the user what this application is, and calls
+  /// back when that is over. The signals that
   /// ask a program to end are from now on the user's wish to quit; no thread may have been started before.
   ApplicationLinux(EventLoop& loop, SessionBus& bus, LaunchContext& context, std::string bundleIdentifier,
-                   std::function<void()> showAbout);
+                   std::function<void(std::function<void()>)> showAbout);
   ApplicationLinux(const ApplicationLinux&) = delete;
   ApplicationLinux& operator=(const ApplicationLinux&) = delete;
   ~ApplicationLinux() override;
@@ -50,7 +52,8 @@ class ApplicationLinux final : public Application {
   /// The user or the session wants the application to end.
   void quit();
 
-  void setMainMenu(std::vector<MenuItem> menu) override { menu_ = std::move(menu); }
+  /// Launchers have the entries from the desktop entry; what is left to do is to take the shortcuts.
+  void setMainMenu(std::vector<MenuItem> menu) override;
   void terminate() override;
   void replyToApplicationShouldTerminate(bool shouldTerminate) override;
   void handActivationTo(const RunningApplication& other, std::function<void(bool)> completion) override;
@@ -62,20 +65,21 @@ class ApplicationLinux final : public Application {
   bool becomeOnlyInstance();
   /// False when the other instance has just ended.
   bool forward(const Opening& opening);
-  void launch(const Opening& opening);
   void open(const Opening& opening);
   void perform(MenuItem::Action action);
+  /// With what it is launched for.
+  void launch(const std::function<void()>& open);
 
   EventLoop& loop_;
   SessionBus& bus_;
   LaunchContext& context_;
   std::string id_;
-  std::function<void()> showAbout_;
+  std::function<void(std::function<void()>)> showAbout_;
   WindowActivatorX11 activator_;
+  WindowShortcutsX11 shortcuts_;
   Watch onTerminate_;
   Watch onInterrupt_;
   BusSlot object_;
-  std::vector<MenuItem> menu_;
   ApplicationDelegate* delegate_ = nullptr;
   bool didLaunch_ = false;
   bool isQuestionPending_ = false;

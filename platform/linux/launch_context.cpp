@@ -44,9 +44,13 @@ void LaunchContext::userActed(std::string_view startupID, std::string activation
   if (!activationToken.empty()) activationToken_ = std::move(activationToken);
 }
 
+std::string LaunchContext::startupIDPrefix() const {
+  return "corvana:" + application_ + ":";
+}
+
 std::vector<std::string> LaunchContext::environment() {
-  std::vector<std::string> result{"DESKTOP_STARTUP_ID=corvana:" + application_ + ":" + std::to_string(::getpid()) +
-                                  "-" + std::to_string(++launches_) + "_TIME" + std::to_string(userTime_)};
+  std::vector<std::string> result{"DESKTOP_STARTUP_ID=" + startupIDPrefix() + std::to_string(::getpid()) + "-" +
+                                  std::to_string(++launches_) + "_TIME" + std::to_string(userTime_)};
   if (!activationToken_.empty()) {
     result.push_back("XDG_ACTIVATION_TOKEN=" + std::exchange(activationToken_, std::string()));
   }

@@ -20,6 +20,9 @@ class LaunchContext {
   /// may be empty.
   void userActed(std::string_view startupID, std::string activationToken);
 
+  /// What the start-up IDs of all programs launched here begin with.
+  std::string startupIDPrefix() const;
+
   /// When the user did what was done last, in milliseconds of the X server: its clock is the monotonic one.
   std::uint32_t userTime() const { return userTime_; }
 

@@ -48,7 +48,7 @@ struct Client {
 /// function asks the server and waits for its answer.
 class Connection {
  public:
-  enum class Atom { clientList, clientListStacking, activeWindow, pid, windowType, normalType, role };
+  enum class Atom { clientList, clientListStacking, activeWindow, pid, windowType, normalType, role, startupID };
 
   /// Nothing when there is no X server, or one that has no screen.
   static std::optional<Connection> open();
@@ -72,7 +72,7 @@ class Connection {
   struct Disconnect {
     void operator()(xcb_connection_t* connection) const { ::xcb_disconnect(connection); }
   };
-  static constexpr std::size_t atomCount = 7;
+  static constexpr std::size_t atomCount = 8;
 
   Connection() = default;
   bool findAtoms();

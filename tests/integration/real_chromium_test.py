@@ -278,6 +278,14 @@ class RealChromium(unittest.TestCase):
             self.wait_until(lambda: self.active_title().endswith("Chromium"), f"Chromium in front after {action}")
             other.kill()
 
+        # The menu's shortcuts work in the browser's window.
+        self.run_tool("xdotool", "key", "super+slash")
+        helper.answer(helper.expect("activate"), action="raised")
+        count = len(self.browser_windows())
+        self.run_tool("xdotool", "key", "super+n")
+        helper.expect("noteLaunch")
+        self.wait_until(lambda: len(self.browser_windows()) == count + 1, "a new window")
+
         # The helper is killed and comes back: the app says hello again, and goes by what it is told.
         helper.kill()
         self.wait_for_line(app, "falling back to window-count polling")
@@ -312,7 +320,8 @@ class RealChromium(unittest.TestCase):
         self.wait_until(lambda: "Work" not in self.titles(), "the alert is dismissed")
         self.assertIsNone(app.poll())
 
-        os.kill(app.pid, signal.SIGTERM)
+        self.wait_until(lambda: self.active_title().endswith("Chromium"), "Chromium in front")
+        self.run_tool("xdotool", "key", "super+q")
         helper.answer(helper.expect("closeWindows"), closed=1, remaining=0)
         helper.expect("bye")
         self.assertEqual(app.wait(timeout=PATIENCE), 0)

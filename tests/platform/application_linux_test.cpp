@@ -77,7 +77,7 @@ void withoutABus(ApplicationDelegate& delegate, const std::function<void(Applica
   EventLoop loop;
   SessionBus bus(loop);
   LaunchContext context(identifier);
-  ApplicationLinux application(loop, bus, context, identifier, [] {});
+  ApplicationLinux application(loop, bus, context, identifier, nullptr);
   EXPECT_FALSE(application.handOver({}));
   loop.post([&] { body(application); });
   EXPECT_EQ(application.run(delegate, {}), 0);
@@ -123,7 +123,10 @@ class OnTheBus : public testing::Test {
       EventLoop loop;
       SessionBus bus(loop);
       LaunchContext context(identifier);
-      ApplicationLinux application(loop, bus, context, identifier, [this] { delegate.told.push_back("about"); });
+      ApplicationLinux application(loop, bus, context, identifier, [this](const std::function<void()>& done) {
+        delegate.told.push_back("about");
+        done();
+      });
       EXPECT_FALSE(application.handOver(opening));
       ready.set_value();
       EXPECT_EQ(application.run(delegate, opening), 0);
@@ -137,7 +140,7 @@ class OnTheBus : public testing::Test {
     EventLoop loop;
     SessionBus bus(loop);
     LaunchContext context(identifier);
-    ApplicationLinux application(loop, bus, context, identifier, [] {});
+    ApplicationLinux application(loop, bus, context, identifier, nullptr);
     return application.handOver(opening);
   }
 
@@ -203,6 +206,14 @@ TEST_F(OnTheBus, ANewWindowIsAllThatItIsStartedFor) {
   EXPECT_TRUE(handsOver({.action = MenuItem::Action::terminate}));
   EXPECT_THAT(toldUntilItEnded(), ElementsAre("will finish launching", "new window", "did finish launching", "reopen",
                                               "should terminate", "will terminate"));
+}
+
+TEST_F(OnTheBus, WhatNeedsNoApplicationLaunchesNone) {
+  start({.action = MenuItem::Action::about});
+  EXPECT_THAT(toldUntilItEnded(), ElementsAre("about"));
+  start({.isToldByBus = true});
+  EXPECT_EQ(call("ActivateAction", "sava{sv}", "quit", 0, 0), "");
+  EXPECT_THAT(toldUntilItEnded(), ElementsAre("about"));
 }
 
 /// The desktop's notification service, on a connection of its own in the same loop.
