@@ -40,10 +40,17 @@ PropertyDictionary infoPlist(const ProxyAppPlan& plan) {
   return plist;
 }
 
+/// As a link to the same file, if the system allows it: all proxy apps that run then share the program's memory.
+void place(const fs::path& program, const fs::path& destination) {
+  std::error_code error;
+  fs::create_hard_link(fs::canonical(program), destination, error);
+  if (error) fs::copy_file(program, destination);
+}
+
 void fill(const fs::path& bundle, const ProxyAppPlan& plan) {
   fs::create_directories(bundle / "Contents/MacOS");
   fs::create_directories(bundle / "Contents/Resources");
-  fs::copy_file(plan.stubExecutable, bundle / "Contents/MacOS/CorvanaStub");
+  place(plan.stubExecutable, bundle / "Contents/MacOS/CorvanaStub");
   write(bundle / "Contents/Info.plist", PropertyList::xml(infoPlist(plan)));
   write(bundle / "Contents/Resources" / (std::string(iconName) + ".svg"),
         ProxyAppIcon::svg(plan.config, plan.destination.stem().string()));

@@ -1,9 +1,10 @@
 #include "core/ipc/messages.h"
 
+#include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
-#include <simdjson.h>
 
+#include <array>
 #include <cmath>
 #include <concepts>
 #include <limits>
@@ -11,7 +12,8 @@
 namespace corvana {
 namespace {
 
-namespace dom = simdjson::dom;
+using rapidjson::SizeType;
+using rapidjson::Value;
 
 // The fields of each message, named once for reading and writing.
 
@@ -72,36 +74,47 @@ void fields(auto& event, Visitor& visitor) requires std::same_as<std::remove_cvr
 }
 
 template <class Message>
-bool readMessage(dom::element element, Message& message);
+bool readMessage(const Value& value, Message& message);
+
+std::string_view textOf(const Value& value) {
+  return {value.GetString(), value.GetStringLength()};
+}
 
 // One function for each type that a field may have; false when the value has another one.
 
-bool read(dom::element value, bool& field) {
-  return value.get(field) == simdjson::SUCCESS;
+bool read(const Value& value, bool& field) {
+  if (!value.IsBool()) return false;
+  field = value.GetBool();
+  return true;
 }
-bool read(dom::element value, double& field) {
-  return value.get(field) == simdjson::SUCCESS;
+
+bool read(const Value& value, double& field) {
+  if (!value.IsNumber()) return false;
+  field = value.GetDouble();
+  return true;
 }
-bool read(dom::element value, TabGroupInfo& field) {
+
+bool read(const Value& value, TabGroupInfo& field) {
   return readMessage(value, field);
 }
 
-bool read(dom::element value, std::string& field) {
-  std::string_view text;
-  if (value.get(text) != simdjson::SUCCESS) return false;
-  field = text;
+bool read(const Value& value, std::string& field) {
+  if (!value.IsString()) return false;
+  field = textOf(value);
   return true;
 }
 
 template <std::signed_integral Integer>
-bool read(dom::element value, Integer& field) {
+bool read(const Value& value, Integer& field) {
   std::int64_t number = 0;
-  if (value.get(number) != simdjson::SUCCESS) {
+  if (value.IsInt64()) {
+    number = value.GetInt64();
+  } else {
     // 1.0 and 1e3 are integers, too. The bounds are powers of two, which a double holds exactly.
     constexpr double bound = 9'223'372'036'854'775'808.0;
-    double real = 0;
-    if (value.get(real) != simdjson::SUCCESS || std::trunc(real) != real || real < -bound || real >= bound)
-      return false;
+    if (!value.IsNumber()) return false;
+    const double real = value.GetDouble();
+    if (std::trunc(real) != real || real < -bound || real >= bound) return false;
     number = static_cast<std::int64_t>(real);
   }
   if (number < std::numeric_limits<Integer>::min() || number > std::numeric_limits<Integer>::max()) return false;
@@ -111,21 +124,19 @@ bool read(dom::element value, Integer& field) {
 
 template <class Enum>
 requires std::is_enum_v<Enum>
-bool read(dom::element value, Enum& field) {
-  std::string_view name;
-  if (value.get(name) != simdjson::SUCCESS) return false;
-  std::optional<Enum> found = caseNamed<Enum>(name);
+bool read(const Value& value, Enum& field) {
+  if (!value.IsString()) return false;
+  std::optional<Enum> found = caseNamed<Enum>(textOf(value));
   if constexpr (requires { EnumNames<Enum>::fallback; }) found = found.value_or(EnumNames<Enum>::fallback);
   if (found) field = *found;
   return found.has_value();
 }
 
 template <class Item>
-bool read(dom::element value, std::vector<Item>& field) {
-  dom::array items;
-  if (value.get(items) != simdjson::SUCCESS) return false;
+bool read(const Value& value, std::vector<Item>& field) {
+  if (!value.IsArray()) return false;
   field.clear();
-  for (const dom::element item : items) {
+  for (const Value& item : value.GetArray()) {
     if (!read(item, field.emplace_back())) return false;
   }
   return true;
@@ -134,7 +145,7 @@ bool read(dom::element value, std::vector<Item>& field) {
 /// The visitor that puts one member of a JSON object into the field of that name.
 class MemberReader {
  public:
-  MemberReader(std::string_view key, dom::element value) : key_(key), value_(value) {}
+  MemberReader(std::string_view key, const Value& value) : key_(key), value_(value) {}
 
   template <class T>
   void required(std::string_view name, T& field) {
@@ -146,7 +157,7 @@ class MemberReader {
   template <class T>
   void optional(std::string_view name, std::optional<T>& field) {
     if (name != key_) return;
-    if (value_.is_null()) {
+    if (value_.IsNull()) {
       field.reset();  // a later duplicate wins
     } else {
       isGood_ = read(value_, field.emplace());
@@ -163,20 +174,19 @@ class MemberReader {
   unsigned nextBit() { return 1U << count_++; }
 
   std::string_view key_;
-  dom::element value_;
+  const Value& value_;
   bool isGood_ = true;
   unsigned found_ = 0;
   unsigned count_ = 0;
 };
 
 template <class Message>
-bool readMessage(dom::element element, Message& message) {
-  dom::object object;
-  if (element.get(object) != simdjson::SUCCESS) return false;
+bool readMessage(const Value& value, Message& message) {
+  if (!value.IsObject()) return false;
   unsigned found = 0;
   unsigned all = 1;  // an empty object lacks something
-  for (const auto& [key, value] : object) {
-    MemberReader reader(key, value);
+  for (const auto& member : value.GetObject()) {
+    MemberReader reader(textOf(member.name), member.value);
     fields(message, reader);
     if (!reader.isGood()) return false;
     found |= reader.found();
@@ -185,17 +195,63 @@ bool readMessage(dom::element element, Message& message) {
   return found == all;
 }
 
-/// Calls `use` with the parsed frame, if it is JSON and UTF-8. Nesting is bounded by the parser.
+using Pool = rapidjson::MemoryPoolAllocator<>;
+using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, Pool>;
+
+/// Puts what the parser finds into the document, but nothing that is nested deeper than any message.
+class Builder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Builder> {
+ public:
+  explicit Builder(Document& document) : document_(document) {}
+
+  bool Null() { return document_.Null(); }
+  bool Bool(bool value) { return document_.Bool(value); }
+  bool Int(int value) { return document_.Int(value); }
+  bool Uint(unsigned value) { return document_.Uint(value); }
+  bool Int64(std::int64_t value) { return document_.Int64(value); }
+  bool Uint64(std::uint64_t value) { return document_.Uint64(value); }
+  bool Double(double value) { return document_.Double(value); }
+  bool String(const char* text, SizeType length, bool copies) { return document_.String(text, length, copies); }
+  bool Key(const char* text, SizeType length, bool copies) { return document_.Key(text, length, copies); }
+  bool StartObject() { return enter() && document_.StartObject(); }
+  bool EndObject(SizeType count) { return leave() && document_.EndObject(count); }
+  bool StartArray() { return enter() && document_.StartArray(); }
+  bool EndArray(SizeType count) { return leave() && document_.EndArray(count); }
+
+ private:
+  static constexpr int deepest = 1024;
+
+  bool enter() { return ++depth_ <= deepest; }
+  bool leave() {
+    --depth_;
+    return true;
+  }
+
+  Document& document_;
+  int depth_ = 0;
+};
+
+/// Calls `use` with the parsed frame, if it is JSON and UTF-8.
 template <class Use>
-auto withParsed(std::string_view frame, Use use) -> decltype(use(dom::element())) {
-  // The parser's memory is kept for the next frame, unless a frame was so large that keeping it would be waste.
-  constexpr std::size_t largeFrame = 1 << 16;
-  thread_local dom::parser keptParser;
-  dom::parser ownParser;
-  dom::element element;
-  dom::parser& parser = frame.size() < largeFrame ? keptParser : ownParser;
-  if (parser.parse(frame.data(), frame.size()).get(element) != simdjson::SUCCESS) return std::nullopt;
-  return use(element);
+auto withParsed(std::string_view frame, Use use) -> decltype(use(Value())) {
+  constexpr unsigned flags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+  if (frame.find('\0') != std::string_view::npos) return std::nullopt;  // the parser would take it for the end
+  // Ordinary messages fit in here, so that no memory is asked for.
+  std::array<char, 4096> values;
+  std::array<char, 2048> stack;
+  Pool valuePool(values.data(), values.size());
+  Pool stackPool(stack.data(), stack.size());
+  Document document(&valuePool, stack.size() / 2, &stackPool);
+  rapidjson::MemoryStream stream(frame.data(), frame.size());
+  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Pool> reader(&stackPool, stack.size() / 4);
+  bool isGood = false;
+  auto parse = [&](Document& target) {
+    Builder builder(target);
+    isGood = !reader.Parse<flags>(stream, builder).IsError();
+    return isGood;
+  };
+  document.Populate(parse);
+  if (!isGood) return std::nullopt;
+  return use(document);
 }
 
 using Writer = rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::UTF8<>, rapidjson::CrtAllocator,
@@ -269,7 +325,7 @@ std::optional<std::string> encodeMessage(const Event& message) {
 }
 
 std::optional<Request> decodeRequest(std::string_view frame) {
-  return withParsed(frame, [](dom::element element) -> std::optional<Request> {
+  return withParsed(frame, [](const Value& element) -> std::optional<Request> {
     Request request;
     if (!readMessage(element, request)) return std::nullopt;
     return request;
@@ -277,7 +333,7 @@ std::optional<Request> decodeRequest(std::string_view frame) {
 }
 
 std::optional<InboundMessage> InboundMessage::decode(std::string_view frame) {
-  return withParsed(frame, [](dom::element element) -> std::optional<InboundMessage> {
+  return withParsed(frame, [](const Value& element) -> std::optional<InboundMessage> {
     if (Event event; readMessage(element, event)) return InboundMessage{std::move(event)};
     if (Response response; readMessage(element, response)) return InboundMessage{std::move(response)};
     return std::nullopt;

@@ -98,10 +98,11 @@ Property Connection::property(xcb_window_t window, Atom property, std::uint32_t 
 }
 
 std::optional<std::vector<Client>> Connection::clients(Atom list) const {
-  const Property windows = property(root_, list, mostWindows);
-  if (!windows.values()) return std::nullopt;
+  const Property property = this->property(root_, list, mostWindows);
+  const auto windows = property.values();
+  if (!windows) return std::nullopt;
   std::vector<Questions> questions;
-  for (const xcb_window_t window : *windows.values()) {
+  for (const xcb_window_t window : *windows) {
     questions.push_back({.window = window,
                          .pid = ask(get(), window, atom(Atom::pid), 1),
                          .type = ask(get(), window, atom(Atom::windowType), 32),
