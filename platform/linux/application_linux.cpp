@@ -202,7 +202,7 @@ bool ApplicationLinux::forward(const Opening& opening) {
   }
   appendPlatformData(call.get());
 
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   const int result = ::sd_bus_call(bus_.get(), call.get(), 0, &error, nullptr);
   const bool hasEnded = ::sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN, SD_BUS_ERROR_NAME_HAS_NO_OWNER,
                                                  SD_BUS_ERROR_NO_REPLY) > 0;

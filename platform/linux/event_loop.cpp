@@ -10,7 +10,9 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <limits>
 #include <system_error>
+#include <utility>
 
 namespace corvana {
 namespace {
@@ -42,6 +44,9 @@ class Source final : public Watch::Source {
   sd_event_source* source_ = nullptr;
 };
 
+/// When sd-event takes a time source to be due: not at all.
+constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+
 std::uint64_t microseconds(std::chrono::steady_clock::time_point time) {
   return static_cast<std::uint64_t>(std::chrono::ceil<std::chrono::microseconds>(time.time_since_epoch()).count());
 }
@@ -59,9 +64,14 @@ EventLoop::EventLoop() : wakeUp_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
   };
   constexpr std::uint64_t accuracy = 1;  // microseconds
   sd_event_source* alarm = nullptr;
-  check(::sd_event_add_time(event, &alarm, CLOCK_MONOTONIC, 0, accuracy, onAlarm, this), "sd_event_add_time");
+  check(::sd_event_add_time(event, &alarm, CLOCK_MONOTONIC, never, accuracy, onAlarm, this), "sd_event_add_time");
   alarm_.reset(alarm);
-  check(::sd_event_source_set_enabled(alarm_.get(), SD_EVENT_OFF), "sd_event_source_set_enabled");
+  check(::sd_event_source_set_enabled(alarm, SD_EVENT_ON), "sd_event_source_set_enabled");
+  const auto beforeSleep = [](sd_event_source*, void* loop) noexcept {
+    static_cast<EventLoop*>(loop)->setAlarm();
+    return 0;
+  };
+  check(::sd_event_source_set_prepare(alarm, beforeSleep), "sd_event_source_set_prepare");
   // Edge-triggered: each write wakes the loop once, and the counter need never be read.
   wakeUpWatch_ = watchIO(wakeUp_.get(), EPOLLIN | EPOLLET, [this] { runPosted(); });
 }
@@ -110,18 +120,16 @@ Timer EventLoop::every(std::chrono::nanoseconds period, Task task) {
 
 Timer EventLoop::startTimer(std::chrono::nanoseconds delay, std::chrono::nanoseconds period, Task task) {
   assertMainThread();
-  Timer timer = timers_.add(now() + delay, period, std::move(task));
-  armAlarm();
-  return timer;
+  return timers_.add(now() + delay, period, std::move(task));
 }
 
-/// One alarm for all timers: sd-event would not keep those in order that fall due in the same turn. A cancelled timer
-/// leaves the alarm as it is; it then finds nothing due.
-void EventLoop::armAlarm() {
+/// One alarm for all timers: sd-event would not keep those in order that fall due in the same turn. It is set each time
+/// before the loop sleeps, so that a timer that was cancelled wakes nobody.
+void EventLoop::setAlarm() {
   const auto deadline = timers_.nextDeadline();
-  if (!deadline) return;
-  check(::sd_event_source_set_time(alarm_.get(), microseconds(*deadline)), "sd_event_source_set_time");
-  check(::sd_event_source_set_enabled(alarm_.get(), SD_EVENT_ONESHOT), "sd_event_source_set_enabled");
+  const std::uint64_t time = deadline ? microseconds(*deadline) : never;
+  // It cannot fail for a source that is still there.
+  if (std::exchange(alarmTime_, time) != time) (void)::sd_event_source_set_time(alarm_.get(), time);
 }
 
 void EventLoop::onAlarm() {
@@ -129,7 +137,6 @@ void EventLoop::onAlarm() {
   const auto due = now();
   while (::sd_event_get_state(event_.get()) == SD_EVENT_RUNNING && timers_.fireNext(due)) {
   }
-  armAlarm();
 }
 
 Watch EventLoop::whenReadable(int descriptor, Task task) {

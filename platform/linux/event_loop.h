@@ -54,7 +54,7 @@ class EventLoop final : public Scheduler, public Clock {
 
  private:
   Timer startTimer(std::chrono::nanoseconds delay, std::chrono::nanoseconds period, Task task);
-  void armAlarm();
+  void setAlarm();
   void onAlarm();
   Watch watchIO(int descriptor, std::uint32_t events, Task task);
   void runPosted();
@@ -67,6 +67,7 @@ class EventLoop final : public Scheduler, public Clock {
 
   std::unique_ptr<sd_event, Unref> event_;
   std::unique_ptr<sd_event_source, Unref> alarm_;
+  std::uint64_t alarmTime_ = 0;  // as it was set last
   TimerQueue timers_;
   std::thread::id mainThread_ = std::this_thread::get_id();
   UniqueFD wakeUp_;

@@ -147,7 +147,7 @@ class OnTheBus : public testing::Test {
   std::string call(const char* method, const char* types, auto... arguments) {
     EventLoop loop;
     SessionBus bus(loop);
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     (void)::sd_bus_call_method(bus.get(), "app.corvana._0a1b", "/app/corvana/_0a1b", "org.freedesktop.Application",
                                method, &error, nullptr, types, arguments...);
     std::string result = error.name == nullptr ? "" : error.name;
