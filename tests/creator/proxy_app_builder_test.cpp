@@ -3,12 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "creator/proxy_app_icon.h"
 #include "tests/support/temporary_home.h"
 
 namespace corvana {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 TEST(ProxyAppBuilder, LeavesNothingHalfMade) {
   const support::TemporaryHome home;
@@ -34,6 +36,18 @@ TEST(ProxyAppBuilder, LeavesNothingHalfMade) {
   ProxyAppBuilder::build(broken, true);
   EXPECT_EQ(StubConfig::load(Bundle{plan.destination})->profileDirectory, "Other");
   EXPECT_THAT(listing(), ElementsAre("Work.app"));
+}
+
+TEST(ProxyAppIcon, ShowsAReadableLetter) {
+  const auto svg = [](const char* colour, SymbolStyle style, const char* name) {
+    return ProxyAppIcon::svg({.badgeColorHex = colour, .symbolStyle = style}, name);
+  };
+  EXPECT_THAT(svg("#FFEE00", SymbolStyle::auto_, "work"), HasSubstr("fill=\"#000000\">w</text>"));
+  EXPECT_THAT(svg("#1F2124", SymbolStyle::auto_, "Éa"), HasSubstr("fill=\"#FFFFFF\">É</text>"));
+  EXPECT_THAT(svg("#FFEE00", SymbolStyle::light, "&<"), HasSubstr("fill=\"#FFFFFF\">&amp;</text>"));
+  const std::string damaged = svg("red\"/><x", SymbolStyle::auto_, "");
+  EXPECT_THAT(damaged, HasSubstr("fill=\"#1F2124\""));
+  EXPECT_THAT(damaged, testing::Not(HasSubstr("red")));
 }
 
 }  // namespace
