@@ -120,7 +120,7 @@ TEST(Messages, RequestsAreReadStrictly) {
            Row{"", false},
            Row{std::string("{\"id\":1,\"op\":\"status\",\"x\":") + std::string(100'000, '['), false},
            Row{std::string("\0", 1), false},
-           Row{std::string("{\"id\":1,\"op\":\"bye\"}\0", 22), false},
+           Row{R"({"id":1,"op":"bye"})" + std::string("\0x", 2), false},
        }) {
     EXPECT_EQ(decodeRequest(row.json).has_value(), row.isGood) << row.json.substr(0, 100);
   }
