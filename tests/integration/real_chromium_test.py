@@ -147,8 +147,16 @@ class RealChromium(unittest.TestCase):
     def run_tool(self, *command):
         return subprocess.run(command, env=self.environment, check=True, capture_output=True, text=True).stdout
 
+    def window_lines(self):
+        """The windows as wmctrl lists them, which fails when one of them goes meanwhile."""
+        for _ in range(20):
+            listing = subprocess.run(["wmctrl", "-l"], env=self.environment, capture_output=True, text=True)
+            if listing.returncode == 0:
+                return listing.stdout.splitlines()
+        self.fail(f"wmctrl lists no windows: {listing.stderr}")
+
     def titles(self):
-        return [line.split(None, 3)[3] for line in self.run_tool("wmctrl", "-l").splitlines()]
+        return [line.split(None, 3)[3] for line in self.window_lines()]
 
     def browser_windows(self):
         return [title for title in self.titles() if title.endswith("Chromium")]
@@ -175,7 +183,7 @@ class RealChromium(unittest.TestCase):
             self.run_tool("scrot", "--overwrite", os.path.join(folder, f"{name}.png"))
 
     def close_browser_windows(self):
-        for line in self.run_tool("wmctrl", "-l").splitlines():
+        for line in self.window_lines():
             if line.endswith("Chromium"):
                 self.run_tool("wmctrl", "-ic", line.split()[0])
 
@@ -197,7 +205,7 @@ class RealChromium(unittest.TestCase):
         # be told that this app has opened it.
         expected = (str(self.browser()), True, "0")
         self.wait_until(lambda: self.windows() == ([expected], "complete"), "one window")
-        window = self.run_tool("wmctrl", "-l").split()[0]
+        window = self.window_lines()[0].split()[0]
         self.assertRegex(self.run_tool("xprop", "-id", window, "_NET_STARTUP_ID"), r'"corvana:app\.corvana\.\w+:')
         self.run_tool("wmctrl", "-k", "on")
         self.assertEqual(self.windows(), ([expected], "complete"))
