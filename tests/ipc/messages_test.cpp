@@ -128,6 +128,8 @@ TEST(Messages, RequestsAreReadStrictly) {
             (Request{.id = 2, .op = Request::Op::bye}))
       << "the last of two members with one name counts";
   EXPECT_EQ(decodeRequest(R"({"id":1e3,"op":"bye"})")->id, 1000);
+  EXPECT_EQ(decodeRequest(R"({"id":0e300,"op":"bye","timeout":0.3})")->id, 0);
+  EXPECT_EQ(decodeRequest(R"({"id":0e300,"op":"bye","timeout":0.3})")->timeout, 0.3);
   const std::string large = R"({"id":7,"op":"bye","profileName":")" + std::string(3'000'000, 'x') + "\"}";
   EXPECT_EQ(decodeRequest(large)->profileName->size(), 3'000'000);
 }
