@@ -62,6 +62,9 @@ Opening openingFrom(int argumentCount, char** arguments) {
       opening.urls.push_back(urlFrom(arguments[i]));
     }
   }
+  if (!opening.urls.empty() && (opening.action || opening.isToldByBus)) {
+    throw UsageError("URLs cannot be combined with an option");
+  }
   return opening;
 }
 
@@ -100,7 +103,7 @@ int run(const Opening& opening) {
   LaunchContext context(identifier);
   SessionBus bus(loop);
   UserNotificationsDBus notifications(bus, context, identifier, name);
-  AlertsLinux alerts(loop, notifications, name);
+  AlertsLinux alerts(loop, context, notifications, name);
   std::optional<StubAppDelegate> delegate;
   const auto showAbout = [&](std::function<void()> done) {
     alerts.runModal(aboutAlert(delegate->config(), name), std::move(done));
@@ -130,6 +133,7 @@ int run(const Opening& opening) {
 int main(int argumentCount, char** arguments) {
   // Whoever started us may have had children reaped automatically, and ours are waited for.
   (void)std::signal(SIGCHLD, SIG_DFL);
+  (void)std::signal(SIGPIPE, SIG_IGN);  // an X server that ends is no reason to end
   SystemLog log;
   Log::setSink(&log);
   try {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cmath>
 #include <concepts>
+#include <cstddef>
 #include <limits>
 
 namespace corvana {
@@ -114,7 +115,7 @@ bool read(const Value& value, Integer& field) {
     constexpr double bound = 9'223'372'036'854'775'808.0;
     if (!value.IsNumber()) return false;
     const double real = value.GetDouble();
-    if (std::trunc(real) != real || real < -bound || real >= bound) return false;
+    if (std::trunc(real) != real || real <= -bound || real >= bound) return false;
     number = static_cast<std::int64_t>(real);
   }
   if (number < std::numeric_limits<Integer>::min() || number > std::numeric_limits<Integer>::max()) return false;
@@ -196,9 +197,9 @@ bool readMessage(const Value& value, Message& message) {
 }
 
 using Pool = rapidjson::MemoryPoolAllocator<>;
-using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool, Pool>;
+using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool>;
 
-/// Puts what the parser finds into the document, but nothing that is nested deeper than any message.
+/// Puts what the parser finds into the document, but nothing that is nested far deeper than any message.
 class Builder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Builder> {
  public:
   explicit Builder(Document& document) : document_(document) {}
@@ -210,15 +211,27 @@ class Builder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Builder> 
   bool Int64(std::int64_t value) { return document_.Int64(value); }
   bool Uint64(std::uint64_t value) { return document_.Uint64(value); }
   bool Double(double value) { return document_.Double(value); }
-  bool String(const char* text, SizeType length, bool copies) { return document_.String(text, length, copies); }
-  bool Key(const char* text, SizeType length, bool copies) { return document_.Key(text, length, copies); }
+  bool String(const char* text, SizeType length, bool copies) {
+    return isUTF8({text, length}) && document_.String(text, length, copies);
+  }
+  bool Key(const char* text, SizeType length, bool copies) {
+    return isUTF8({text, length}) && document_.Key(text, length, copies);
+  }
   bool StartObject() { return enter() && document_.StartObject(); }
   bool EndObject(SizeType count) { return leave() && document_.EndObject(count); }
   bool StartArray() { return enter() && document_.StartArray(); }
   bool EndArray(SizeType count) { return leave() && document_.EndArray(count); }
 
  private:
-  static constexpr int deepest = 1024;
+  static constexpr int deepest = 64;
+
+  /// The parser has checked the bytes, but not whether "\\udc00", half of a pair, stands alone.
+  static bool isUTF8(std::string_view text) {
+    for (std::size_t i = text.find('\xED'); i != std::string_view::npos; i = text.find('\xED', i + 1)) {
+      if (static_cast<unsigned char>(text[i + 1]) >= 0xA0) return false;
+    }
+    return true;
+  }
 
   bool enter() { return ++depth_ <= deepest; }
   bool leave() {
@@ -236,14 +249,12 @@ auto withParsed(std::string_view frame, Use use) -> decltype(use(Value())) {
   // Numbers with up to 15 digits are read exactly; the parser's way to be exact for all stumbles over 0e300.
   constexpr unsigned flags = rapidjson::kParseValidateEncodingFlag;
   if (frame.find('\0') != std::string_view::npos) return std::nullopt;  // the parser would take it for the end
-  // Ordinary messages fit in here, so that no memory is asked for.
-  std::array<char, 4096> values;
-  std::array<char, 2048> stack;
-  Pool valuePool(values.data(), values.size());
-  Pool stackPool(stack.data(), stack.size());
-  Document document(&valuePool, stack.size() / 2, &stackPool);
+  // The values of ordinary messages fit in here.
+  alignas(std::max_align_t) std::array<char, 4096> memory;
+  Pool pool(memory.data(), memory.size());
+  Document document(&pool);
   rapidjson::MemoryStream stream(frame.data(), frame.size());
-  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, Pool> reader(&stackPool, stack.size() / 4);
+  rapidjson::Reader reader;
   bool isGood = false;
   auto parse = [&](Document& target) {
     Builder builder(target);

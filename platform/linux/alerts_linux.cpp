@@ -18,11 +18,18 @@ bool isKDE() {
   return desktop != nullptr && std::string_view(desktop).find("KDE") != std::string_view::npos;
 }
 
+/// zenity takes a backslash for the beginning of an escape sequence.
+std::string withDoubledBackslashes(std::string text) {
+  for (std::size_t i = 0; (i = text.find('\\', i)) != std::string::npos; i += 2) text.insert(i, 1, '\\');
+  return text;
+}
+
 std::vector<std::string> zenityCommand(const std::string& program, const Alert& alert, const std::string& title) {
   return {program,
           "--info",
           "--title=" + title,
-          "--text=<b>" + escapedForMarkup(alert.messageText) + "</b>\n\n" + escapedForMarkup(alert.informativeText),
+          "--text=" + withDoubledBackslashes("<b>" + escapedForMarkup(alert.messageText) + "</b>\n\n" +
+                                             escapedForMarkup(alert.informativeText)),
           "--ok-label=" + alert.buttonTitle,
           "--width=420"};
 }
@@ -60,24 +67,29 @@ AlertsLinux::~AlertsLinux() {
 }
 
 void AlertsLinux::runModal(const Alert& alert, std::function<void()> dismissed) {
+  const auto notify = [this, alert] { notifications_.post(alert.messageText, alert.informativeText); };
   const std::vector<std::string> words = command(alert, title_);
   if (words.empty()) {
-    notifications_.post(alert.messageText, alert.informativeText);
+    notify();
     return dismissed();
   }
   const std::uint64_t number = nextDialog_++;
+  const auto ended = [this, number, notify, dismissed, start = loop_.now()](const std::optional<siginfo_t>& ending) {
+    // Both outlive the dialog, whose end this is.
+    const auto tell = notify;
+    const auto callback = dismissed;
+    const bool hasFailed = ending && ending->si_status != 0 && loop_.now() - start < startUpTime;
+    dialogs_.erase(number);
+    if (hasFailed) tell();
+    callback();
+  };
   try {
-    const auto ended = [this, number, dismissed](const std::optional<siginfo_t>&) {
-      const auto callback = dismissed;  // outlives the dialog
-      dialogs_.erase(number);
-      callback();
-    };
     const ChildProcess& dialog =
-        dialogs_.try_emplace(number, loop_, words, userDirectories::home(), std::vector<std::string>(), ended)
+        dialogs_.try_emplace(number, loop_, words, userDirectories::home(), context_.environment(), ended)
             .first->second;
     if (!dialog.isWatched()) dismissed();
   } catch (const std::system_error&) {
-    notifications_.post(alert.messageText, alert.informativeText);
+    notify();
     dismissed();
   }
 }

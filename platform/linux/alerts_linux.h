@@ -9,18 +9,22 @@
 #include "platform/alerts.h"
 #include "platform/linux/child_process.h"
 #include "platform/linux/event_loop.h"
+#include "platform/linux/launch_context.h"
 #include "platform/user_notifications.h"
 
 namespace corvana {
 
 /// Alerts by the desktop's own dialog program, which runs as a child: the application needs no toolkit of its own, and
-/// goes on being served. Where there is no such program the alert is a notification, and counts as dismissed.
-/// Main thread.
+/// goes on being served. Where there is no such program, or it fails, the alert is a notification, and counts as
+/// dismissed. Main thread.
 class AlertsLinux final : public Alerts {
  public:
+  /// A dialog program that fails this soon has not shown its dialog.
+  static constexpr std::chrono::milliseconds startUpTime{500};
+
   /// `title` is that of the dialogs' windows. What is passed must outlive this object.
-  AlertsLinux(EventLoop& loop, UserNotifications& notifications, std::string title)
-      : loop_(loop), notifications_(notifications), title_(std::move(title)) {}
+  AlertsLinux(EventLoop& loop, LaunchContext& context, UserNotifications& notifications, std::string title)
+      : loop_(loop), context_(context), notifications_(notifications), title_(std::move(title)) {}
   ~AlertsLinux() override;
 
   void runModal(const Alert& alert, std::function<void()> dismissed) override;
@@ -30,6 +34,7 @@ class AlertsLinux final : public Alerts {
 
  private:
   EventLoop& loop_;
+  LaunchContext& context_;
   UserNotifications& notifications_;
   std::string title_;
   std::map<std::uint64_t, ChildProcess> dialogs_;

@@ -2,11 +2,12 @@
 
 #include <array>
 #include <csignal>
-#include <cstdlib>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
+#include "platform/ascii.h"
 #include "platform/linux/application_id.h"
 
 namespace corvana {
@@ -15,6 +16,8 @@ namespace {
 constexpr const char* interface = "org.freedesktop.Application";
 /// How long a program that the bus has started waits to be told what for.
 constexpr std::chrono::seconds idleLimit{10};
+/// How long it stays after the last thing that it was started for.
+constexpr std::chrono::seconds lastWordsTime{1};
 /// Each time the running instance may have ended in between.
 constexpr int handOverAttempts = 5;
 
@@ -28,9 +31,8 @@ constexpr std::array<ActionName, 4> actionNames{{{MenuItem::Action::about, "abou
                                                  {MenuItem::Action::bringToFront, "bring-to-front"},
                                                  {MenuItem::Action::terminate, "quit"}}};
 
-std::string variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string() : std::string(value);
+int ignore(sd_bus_message*, void*, sd_bus_error*) noexcept {
+  return 0;
 }
 
 /// The platform data that a caller sends along: how the user came to call ("Desktop Entry Specification" 1.5).
@@ -64,15 +66,19 @@ PlatformData readPlatformData(sd_bus_message* message) {
   return result;
 }
 
-void appendPlatformData(sd_bus_message* message) {
-  const std::string startupID = variable("DESKTOP_STARTUP_ID");
-  const std::string token = variable("XDG_ACTIVATION_TOKEN");
-  (void)::sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "{sv}");
-  if (!startupID.empty()) {
-    (void)::sd_bus_message_append(message, "{sv}", "desktop-startup-id", "s", startupID.c_str());
-  }
-  if (!token.empty()) (void)::sd_bus_message_append(message, "{sv}", "activation-token", "s", token.c_str());
-  (void)::sd_bus_message_close_container(message);
+void check(int result) {
+  if (result < 0) throw std::system_error(-result, std::generic_category(), "cannot write a message");
+}
+
+void appendPlatformData(sd_bus_message* message, const LaunchContext& context) {
+  check(::sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "{sv}"));
+  const auto append = [message](const char* key, const std::string& text) {
+    if (text.empty() || !ascii::isASCII(text)) return;
+    check(::sd_bus_message_append(message, "{sv}", key, "s", text.c_str()));
+  };
+  append("desktop-startup-id", context.startupID());
+  append("activation-token", context.activationToken());
+  check(::sd_bus_message_close_container(message));
 }
 
 }  // namespace
@@ -119,10 +125,15 @@ struct ApplicationLinux::Object {
     return perform(message, userData, {.action = action});
   }
 
+  static int disconnected(sd_bus_message*, void* userData, sd_bus_error*) noexcept {
+    application(userData).quit();
+    return 0;
+  }
+
   static int perform(sd_bus_message* message, void* userData, const Opening& opening) {
     ApplicationLinux& self = application(userData);
     PlatformData data = readPlatformData(message);
-    self.context_.userActed(data.startupID, std::move(data.activationToken));
+    self.context_.userActed(std::move(data.startupID), std::move(data.activationToken));
     self.open(opening);
     return ::sd_bus_reply_method_return(message, nullptr);
   }
@@ -164,6 +175,8 @@ bool ApplicationLinux::handOver(const Opening& opening) {
   if (!exportObject()) return false;
   for (int i = 0; i < handOverAttempts; ++i) {
     if (becomeOnlyInstance()) return false;
+    // What the bus has started is told by the bus, which has found the other instance by now.
+    if (opening.isToldByBus) return true;
     if (forward(opening)) return true;
   }
   throw std::runtime_error(id_ + " keeps ending and starting");
@@ -177,6 +190,12 @@ bool ApplicationLinux::exportObject() {
     return false;
   }
   object_.reset(slot);
+  // With the bus, the session has ended; and without its name this would no longer be the only instance.
+  if (::sd_bus_match_signal_async(bus_.get(), &slot, nullptr, "/org/freedesktop/DBus/Local",
+                                  "org.freedesktop.DBus.Local", "Disconnected", Object::disconnected, ignore,
+                                  this) >= 0) {
+    disconnection_.reset(slot);
+  }
   return true;
 }
 
@@ -194,13 +213,13 @@ bool ApplicationLinux::forward(const Opening& opening) {
   const BusMessage call = bus_.methodCall(id_.c_str(), objectPath(id_).c_str(), interface, method);
   if (!call) return false;
   if (opening.action) {
-    (void)::sd_bus_message_append(call.get(), "sav", actionName(*opening.action)->c_str(), 0);
+    check(::sd_bus_message_append(call.get(), "sav", actionName(*opening.action)->c_str(), 0));
   } else if (opens) {
-    (void)::sd_bus_message_open_container(call.get(), SD_BUS_TYPE_ARRAY, "s");
-    for (const std::string& url : opening.urls) (void)::sd_bus_message_append(call.get(), "s", url.c_str());
-    (void)::sd_bus_message_close_container(call.get());
+    check(::sd_bus_message_open_container(call.get(), SD_BUS_TYPE_ARRAY, "s"));
+    for (const std::string& url : opening.urls) check(::sd_bus_message_append(call.get(), "s", url.c_str()));
+    check(::sd_bus_message_close_container(call.get()));
   }
-  appendPlatformData(call.get());
+  appendPlatformData(call.get(), context_);
 
   sd_bus_error error{};
   const int result = ::sd_bus_call(bus_.get(), call.get(), 0, &error, nullptr);
@@ -234,7 +253,8 @@ void ApplicationLinux::perform(MenuItem::Action action) {
     case MenuItem::Action::about:
       idleTimer_ = {};
       return showAbout_([this] {
-        if (!didLaunch_) loop_.quit(0);  // it was started for nothing else
+        // It may have been started for nothing else. What takes the alert's place may still have to be sent.
+        if (!didLaunch_) idleTimer_ = loop_.after(lastWordsTime, [this] { loop_.quit(0); });
       });
     case MenuItem::Action::openNewWindow:
       return didLaunch_ ? delegate_->openNewWindow() : launch([this] { delegate_->openNewWindow(); });
@@ -276,6 +296,8 @@ void ApplicationLinux::terminate() {
 
 void ApplicationLinux::replyToApplicationShouldTerminate(bool shouldTerminate) {
   if (!std::exchange(isQuestionPending_, false) || !shouldTerminate || std::exchange(hasEnded_, true)) return;
+  // Who starts the application from now on gets a new one.
+  if (bus_.get() != nullptr) (void)::sd_bus_release_name_async(bus_.get(), nullptr, id_.c_str(), ignore, nullptr);
   delegate_->applicationWillTerminate();
   loop_.quit(0);
 }

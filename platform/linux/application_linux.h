@@ -80,6 +80,7 @@ class ApplicationLinux final : public Application {
   Watch onTerminate_;
   Watch onInterrupt_;
   BusSlot object_;
+  BusSlot disconnection_;
   ApplicationDelegate* delegate_ = nullptr;
   bool didLaunch_ = false;
   bool isQuestionPending_ = false;

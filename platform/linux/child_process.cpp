@@ -24,6 +24,7 @@ ChildProcess::ChildProcess(EventLoop& loop, const std::vector<std::string>& comm
       siginfo_t ending{};
       const bool isKnown = ::waitid(P_PIDFD, static_cast<id_t>(descriptor_.get()), &ending, WEXITED) == 0;
       const Ended callback = std::move(ended_);
+      exit_ = {};
       callback(isKnown ? std::optional(ending) : std::nullopt);
     });
   } catch (const std::system_error&) {

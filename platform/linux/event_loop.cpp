@@ -106,7 +106,15 @@ void EventLoop::runPosted() {
     const std::lock_guard lock(mutex_);
     tasks.swap(posted_);
   }
-  for (Task& task : tasks) std::exchange(task, nullptr)();
+  for (Task& task : tasks) {
+    if (isQuitting()) return;
+    std::exchange(task, nullptr)();
+  }
+}
+
+bool EventLoop::isQuitting() const {
+  int exitCode = 0;
+  return ::sd_event_get_exit_code(event_.get(), &exitCode) != -ENODATA;
 }
 
 Timer EventLoop::after(std::chrono::nanoseconds delay, Task task) {
@@ -135,7 +143,7 @@ void EventLoop::setAlarm() {
 void EventLoop::onAlarm() {
   // Only what is due now: a timer that is set up meanwhile has its turn after the other events.
   const auto due = now();
-  while (::sd_event_get_state(event_.get()) == SD_EVENT_RUNNING && timers_.fireNext(due)) {
+  while (!isQuitting() && timers_.fireNext(due)) {
   }
 }
 

@@ -47,6 +47,7 @@ class EventLoop final : public Scheduler, public Clock {
   /// Serves tasks until the condition, which is looked at after each round of them, holds.
   void runUntil(const std::function<bool()>& condition);
 
+  /// What is due, but has not had its turn, has none any more.
   void quit(int exitCode);
 
   /// For what brings its own event sources, as connections to a bus do.
@@ -58,6 +59,7 @@ class EventLoop final : public Scheduler, public Clock {
   void onAlarm();
   Watch watchIO(int descriptor, std::uint32_t events, Task task);
   void runPosted();
+  bool isQuitting() const;
   void assertMainThread() const;
 
   struct Unref {

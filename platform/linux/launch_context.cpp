@@ -39,9 +39,10 @@ LaunchContext::LaunchContext(std::string application) : application_(std::move(a
   userActed(variable("DESKTOP_STARTUP_ID"), variable("XDG_ACTIVATION_TOKEN"));
 }
 
-void LaunchContext::userActed(std::string_view startupID, std::string activationToken) {
+void LaunchContext::userActed(std::string startupID, std::string activationToken) {
   userTime_ = timeIn(startupID).value_or(now());
-  if (!activationToken.empty()) activationToken_ = std::move(activationToken);
+  startupID_ = std::move(startupID);
+  activationToken_ = std::move(activationToken);
 }
 
 std::string LaunchContext::startupIDPrefix() const {

@@ -18,10 +18,14 @@ class LaunchContext {
   /// The user has just done something that this program acts upon. Whoever told so may have handed over a start-up ID
   /// ("Startup Notification Protocol" 0.1, freedesktop.org) and an activation token ("XDG Activation" of Wayland); both
   /// may be empty.
-  void userActed(std::string_view startupID, std::string activationToken);
+  void userActed(std::string startupID, std::string activationToken);
 
   /// What the start-up IDs of all programs launched here begin with.
   std::string startupIDPrefix() const;
+
+  /// What was handed over last, for one who is told of the same action; the token may have served.
+  const std::string& startupID() const { return startupID_; }
+  const std::string& activationToken() const { return activationToken_; }
 
   /// When the user did what was done last, in milliseconds of the X server: its clock is the monotonic one.
   std::uint32_t userTime() const { return userTime_; }
@@ -33,6 +37,7 @@ class LaunchContext {
  private:
   std::string application_;
   std::uint32_t userTime_ = 0;
+  std::string startupID_;
   std::string activationToken_;
   int launches_ = 0;
 };

@@ -13,13 +13,14 @@ constexpr const char* service = "org.freedesktop.Notifications";
 constexpr const char* path = "/org/freedesktop/Notifications";
 constexpr const char* interface = service;
 /// What the service knows a click on the notification itself by.
-constexpr std::string_view defaultAction = "default";
+constexpr const char* defaultAction = "default";
 
-/// Whether the list of capabilities in the answer has the one to read markup in bodies.
+/// Whether the list of capabilities in the answer has the one to read markup in bodies. Without a list that is assumed:
+/// it does less harm.
 bool hasMarkup(sd_bus_message* answer) {
   bool result = false;
   const char* capability = nullptr;
-  if (::sd_bus_message_enter_container(answer, SD_BUS_TYPE_ARRAY, "s") < 0) return false;
+  if (::sd_bus_message_enter_container(answer, SD_BUS_TYPE_ARRAY, "s") < 0) return true;
   while (::sd_bus_message_read(answer, "s", &capability) > 0) {
     if (std::string_view(capability) == "body-markup") result = true;
   }
@@ -61,7 +62,7 @@ struct UserNotificationsDBus::Callbacks {
     std::uint32_t number = 0;
     const char* token = nullptr;
     if (::sd_bus_message_read(signal, "us", &number, &token) > 0 && notifications(userData).shown_.contains(number)) {
-      notifications(userData).context_.userActed({}, token);
+      notifications(userData).clickToken_ = token;
     }
     return 0;
   }
@@ -69,9 +70,9 @@ struct UserNotificationsDBus::Callbacks {
   static int onClick(sd_bus_message* signal, void* userData, sd_bus_error*) noexcept {
     std::uint32_t number = 0;
     const char* action = nullptr;
-    if (::sd_bus_message_read(signal, "us", &number, &action) > 0 && action == defaultAction &&
+    if (::sd_bus_message_read(signal, "us", &number, &action) > 0 && std::string_view(action) == defaultAction &&
         notifications(userData).shown_.contains(number) && notifications(userData).onTap_) {
-      notifications(userData).context_.userActed({}, {});
+      notifications(userData).context_.userActed({}, std::exchange(notifications(userData).clickToken_, {}));
       notifications(userData).onTap_();
     }
     return 0;
@@ -108,7 +109,10 @@ void UserNotificationsDBus::watchClicks() {
   if (clicks_) return;
   const auto watch = [this](BusSlot& slot, const char* signal, sd_bus_message_handler_t handler) {
     sd_bus_slot* raw = nullptr;
-    if (::sd_bus_match_signal_async(bus_.get(), &raw, service, path, interface, signal, handler, nullptr, this) >= 0) {
+    // Without a handler of its own, a match that is refused would close the connection.
+    const auto installed = [](sd_bus_message*, void*, sd_bus_error*) noexcept { return 0; };
+    if (::sd_bus_match_signal_async(bus_.get(), &raw, service, path, interface, signal, handler, installed, this) >=
+        0) {
       slot.reset(raw);
     }
   };
@@ -127,7 +131,7 @@ void UserNotificationsDBus::send(std::uint64_t number, const std::string& title,
   constexpr std::int32_t serviceDecidesHowLong = -1;
   if (::sd_bus_call_method_async(bus_.get(), &slot, service, path, interface, "Notify", Callbacks::onPosted, call.get(),
                                  "susssasa{sv}i", name_.c_str(), replacesNothing, "", title.c_str(),
-                                 (hasMarkup ? escapedForMarkup(body) : body).c_str(), 2, "default", "Open", 1,
+                                 (hasMarkup ? escapedForMarkup(body) : body).c_str(), 2, defaultAction, "Open", 1,
                                  "desktop-entry", "s", applicationID_.c_str(), serviceDecidesHowLong) < 0) {
     return;
   }

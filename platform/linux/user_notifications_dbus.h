@@ -34,6 +34,7 @@ class UserNotificationsDBus final : public UserNotifications {
   std::string applicationID_;
   std::string name_;
   std::function<void()> onTap_;
+  std::string clickToken_;  // comes just before the click
   BusSlot clicks_;
   BusSlot tokens_;
   BusSlot closings_;

@@ -120,6 +120,12 @@ TEST(Messages, RequestsAreReadStrictly) {
            Row{"", false},
            Row{std::string("{\"id\":1,\"op\":\"status\",\"x\":") + std::string(100'000, '['), false},
            Row{std::string("\0", 1), false},
+           Row{R"({"id":1,"op":"bye","profileName":"\ud83d\ude00\ud7ff\ue000"})", true},
+           Row{R"({"id":1,"op":"bye","profileName":"\udc00"})", false},
+           Row{R"({"id":1,"op":"bye","x":{"\udfffx":1}})", false},
+           Row{R"({"id":1,"op":"bye","x":1.2345678901234567891e-340,"y":0.00000000000000000000000000001e-320})", true},
+           Row{R"({"id":-9223372036854775809,"op":"bye"})", false},
+           Row{R"({"id":-9223372036854775808,"op":"bye"})", true},
            Row{R"({"id":1,"op":"bye"})" + std::string("\0x", 2), false},
        }) {
     EXPECT_EQ(decodeRequest(row.json).has_value(), row.isGood) << row.json.substr(0, 100);

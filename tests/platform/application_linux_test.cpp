@@ -176,6 +176,8 @@ TEST_F(OnTheBus, ASecondStartHandsOverAndIsDone) {
   EXPECT_TRUE(handsOver({.action = MenuItem::Action::openNewWindow}));
   EXPECT_TRUE(handsOver({.action = MenuItem::Action::bringToFront}));
   EXPECT_TRUE(handsOver({.action = MenuItem::Action::about}));
+  EXPECT_TRUE(handsOver({.isToldByBus = true})) << "the bus tells the first one";
+  EXPECT_THROW(handsOver({.urls = {"https://\xff/"}}), std::system_error);
   home.environment.set("DESKTOP_STARTUP_ID", "dock-1_TIME4242");
   home.environment.set("XDG_ACTIVATION_TOKEN", "token");
   EXPECT_TRUE(handsOver({.action = MenuItem::Action::terminate}));
@@ -206,6 +208,13 @@ TEST_F(OnTheBus, ANewWindowIsAllThatItIsStartedFor) {
   EXPECT_TRUE(handsOver({.action = MenuItem::Action::terminate}));
   EXPECT_THAT(toldUntilItEnded(), ElementsAre("will finish launching", "new window", "did finish launching", "reopen",
                                               "should terminate", "will terminate"));
+}
+
+TEST_F(OnTheBus, ItEndsWithTheBus) {
+  start({});
+  privateBus.stop();
+  EXPECT_THAT(toldUntilItEnded(),
+              ElementsAre("will finish launching", "did finish launching", "should terminate", "will terminate"));
 }
 
 TEST_F(OnTheBus, WhatNeedsNoApplicationLaunchesNone) {
@@ -284,12 +293,13 @@ TEST(Notifications, AreShownAsTheServiceReadsThemAndTellOfTheirClicks) {
   service.signal("ActivationToken", "us", 99, "another's");
   service.signal("ActivationToken", "us", 7, "token");
   service.signal("ActionInvoked", "us", 7, "default");
+  loop.runUntil([&] { return taps == 1; });
+  EXPECT_THAT(context.environment(), Contains("XDG_ACTIVATION_TOKEN=token"));
+  EXPECT_THAT(context.environment(), Not(Contains("XDG_ACTIVATION_TOKEN=token"))) << "it serves once";
   service.signal("NotificationClosed", "uu", 7, 2);
   service.signal("ActionInvoked", "us", 7, "default");
   service.signal("ActionInvoked", "us", 8, "default");
   loop.runUntil([&] { return taps == 2; });
-  EXPECT_THAT(context.environment(), Contains("XDG_ACTIVATION_TOKEN=token"));
-  EXPECT_THAT(context.environment(), Not(Contains("XDG_ACTIVATION_TOKEN=token"))) << "it serves once";
 }
 
 class AlertsTest : public testing::Test {
@@ -302,7 +312,7 @@ class AlertsTest : public testing::Test {
     home.environment.set("PATH", (home.path() / "bin").string());
   }
   std::string show(const Alert& alert) {
-    AlertsLinux alerts(loop, notifications, "W");
+    AlertsLinux alerts(loop, context, notifications, "W");
     bool isDismissed = false;
     alerts.runModal(alert, [&] { isDismissed = true; });
     loop.runUntil([&] { return isDismissed; });
@@ -311,6 +321,7 @@ class AlertsTest : public testing::Test {
 
   TemporaryHome home;
   EventLoop loop;
+  LaunchContext context{identifier};
   fakes::FakeUserNotifications notifications;
 };
 
@@ -336,7 +347,7 @@ TEST_F(AlertsTest, GoWithTheApplication) {
   install("zenity", "echo $$ > \"$HOME/ready\"\nwhile read line; do :; done < \"$HOME/block\"\n");
   ::mkfifo((home.path() / "ready").c_str(), 0600);
   ::mkfifo((home.path() / "block").c_str(), 0600);
-  auto alerts = std::make_unique<AlertsLinux>(loop, notifications, "W");
+  auto alerts = std::make_unique<AlertsLinux>(loop, context, notifications, "W");
   alerts->runModal({"A", "B"}, [] { ADD_FAILURE() << "nobody has dismissed it"; });
   const pid_t dialog = std::stoi(support::readFile(home.path() / "ready"));
   EXPECT_EQ(::kill(dialog, 0), 0);

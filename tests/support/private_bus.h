@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace corvana::support {
 
@@ -15,7 +17,7 @@ class PrivateBus {
  public:
   PrivateBus() {
     int ends[2];
-    if (::pipe(ends) != 0) throw std::runtime_error("pipe failed");
+    if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
     pid_ = ::fork();
     if (pid_ == 0) {
       ::dup2(ends[1], STDOUT_FILENO);
@@ -31,9 +33,12 @@ class PrivateBus {
   }
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
-  ~PrivateBus() {
+  ~PrivateBus() { stop(); }
+
+  void stop() {
+    if (pid_ == 0) return;
     ::kill(pid_, SIGKILL);  // other signals may be blocked here, and so there
-    ::waitpid(pid_, nullptr, 0);
+    ::waitpid(std::exchange(pid_, 0), nullptr, 0);
   }
 
  private:
