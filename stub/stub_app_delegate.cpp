@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "core/identity/log.h"
+#include "core/stub/chrome_windows.h"
 #include "core/stub/menu_builder.h"
 #include "core/stub/stub_revision.h"
 
@@ -44,7 +45,9 @@ void StubAppDelegate::applicationDidFinishLaunching() {
   system_.link.onStateChange = lifetime_.guard([this](HelperConnection::State state) { handleLinkState(state); });
   system_.link.connect(helloRequest());
   notificationHandler_.install(system_.notifications);
-  if (!didInitialActivate_) activateOrLaunch();
+  didInitialActivate_ = true;
+  if (wantsNewWindow_) launchDegraded({});
+  if (!wantsNewWindow_ || !pendingURLs_.empty()) activateOrLaunch();
   graceTimer_ = system_.mainQueue.after(launchGrace, [this] { launchGraceEnded(); });
 }
 
@@ -63,7 +66,7 @@ Request StubAppDelegate::helloRequest() const {
 
 void StubAppDelegate::launchGraceEnded() {
   if (liveness_ != Liveness::starting) return;
-  if (isChromeRunning()) {
+  if (ChromeWindows::isChromeRunning(system_.workspace)) {
     liveness_ = Liveness::watching;  // it may take its time
     return;
   }

@@ -74,6 +74,9 @@ class StubAppDelegate final : public ApplicationDelegate {
   static constexpr std::chrono::seconds closeWindowsTimeout{6};
   static constexpr std::chrono::seconds closeWindowsAnswerLimit{8};
   static constexpr std::chrono::seconds quitLimit{9};
+  /// How long the same warning is not repeated.
+  static constexpr std::chrono::seconds accessibilityWarningInterval{3600};
+  static constexpr std::chrono::seconds groupWarningInterval{300};
 
   /// `bundle` is the proxy app's own.
   StubAppDelegate(const Bundle& bundle, const System& system);
@@ -92,7 +95,7 @@ class StubAppDelegate final : public ApplicationDelegate {
   // Activation: stub_app_delegate_activation.cpp
   void applicationOpen(const std::vector<std::string>& urls) override;
   void applicationShouldHandleReopen() override;
-  /// Opens a window even where there is one. Before the launch has finished, this is what the app is started for.
+  /// Opens a window even where there is one. Before the launch has finished, it is what the app is started for.
   void openNewWindow() override;
   void bringToFront() override;
 
@@ -114,11 +117,12 @@ class StubAppDelegate final : public ApplicationDelegate {
   // Activation: stub_app_delegate_activation.cpp
   void activateOrLaunch();
   void didActivate(const Response& response);
+  /// Opens Chrome where the helper knows of it, or need not: a window of the profile is there already.
   void launch(const URLs& urls);
+  /// Opens Chrome without the helper's help, which is told before that a window is on its way.
   void launchDegraded(const URLs& urls);
   void bringChromeForward();
   void awaitHelperThenActivate();
-  bool isChromeRunning() const;
   bool isConnected() const { return system_.link.state() == HelperConnection::State::connected; }
 
   // Liveness: stub_app_delegate_liveness.cpp
@@ -129,6 +133,7 @@ class StubAppDelegate final : public ApplicationDelegate {
   // Tab groups: stub_app_delegate_tab_group.cpp
   void openURLsThroughGroup(const URLs& urls);
   void didActivateForURLs(const Response& response, const URLs& urls);
+  URLs takeUndeliveredURLs();
   void deliverToFocusedGroupWindow(const URLs& urls);
   void scheduleGroupRetry();
   void retryGroup();
@@ -164,6 +169,7 @@ class StubAppDelegate final : public ApplicationDelegate {
 
   /// URLs that were handed in and wait for the next activation.
   URLs pendingURLs_;
+  bool wantsNewWindow_ = false;
   bool didInitialActivate_ = false;
   bool awaitingHelper_ = false;
   Timer helperWaitTimer_;
@@ -174,10 +180,18 @@ class StubAppDelegate final : public ApplicationDelegate {
   bool groupRetryInFlight_ = false;
   /// URLs that wait for the tab group's window.
   URLs pendingGroupURLs_;
-  /// Deliveries to the tab group's window that wait for it to have the focus, oldest first.
-  std::map<std::uint64_t, Timer> groupDeliveries_;
+  /// URLs on their way to the tab group's window, oldest first: the helper looks for it or, where there is a timer, it
+  /// is about to have the focus.
+  struct GroupDelivery {
+    URLs urls;
+    Timer timer;
+  };
+  std::map<std::uint64_t, GroupDelivery> groupDeliveries_;
+  std::uint64_t nextGroupDelivery_ = 0;
 
   Timer quitTimer_;
+  /// Tells the question whether to quit from earlier ones.
+  std::uint64_t quitQuestion_ = 0;
   bool isAlertOpen_ = false;
   Lifetime lifetime_;
 };

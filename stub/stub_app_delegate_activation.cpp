@@ -2,22 +2,21 @@
 #include <utility>
 
 #include "core/identity/log.h"
+#include "core/stub/chrome_windows.h"
 #include "stub/chrome_launcher.h"
 #include "stub/stub_app_delegate.h"
 
 namespace corvana {
 
 void StubAppDelegate::applicationOpen(const std::vector<std::string>& urls) {
-  bool isGivenAny = false;
   for (const std::string& text : urls) {
     if (auto url = URL::absolute(text)) {
       pendingURLs_.push_back(std::move(*url));
-      isGivenAny = true;
     } else {
       Log::stub.error("was given something that is no URL with a scheme: ", text);
     }
   }
-  if (isGivenAny && didInitialActivate_) activateOrLaunch();
+  if (didInitialActivate_) activateOrLaunch();
 }
 
 void StubAppDelegate::applicationShouldHandleReopen() {
@@ -25,7 +24,10 @@ void StubAppDelegate::applicationShouldHandleReopen() {
 }
 
 void StubAppDelegate::openNewWindow() {
-  didInitialActivate_ = true;
+  if (!didInitialActivate_) {
+    wantsNewWindow_ = true;
+    return;
+  }
   launchDegraded({});
 }
 
@@ -34,11 +36,11 @@ void StubAppDelegate::bringToFront() {
 }
 
 void StubAppDelegate::activateOrLaunch() {
-  didInitialActivate_ = true;
   if (const URLs urls = std::exchange(pendingURLs_, {}); !urls.empty()) {
     return config_.isTabGroup() ? openURLsThroughGroup(urls) : launchDegraded(urls);
   }
-  if (!isConnected()) return isChromeRunning() ? awaitHelperThenActivate() : launchDegraded({});
+  if (!isConnected())
+    return ChromeWindows::isChromeRunning(system_.workspace) ? awaitHelperThenActivate() : launchDegraded({});
   system_.link.request(Request::Op::activate, config_.isTabGroup() ? groupActivateTimeout : activateTimeout, nullptr,
                        lifetime_.guard([this](const Response& response) { didActivate(response); }));
 }
@@ -89,10 +91,6 @@ void StubAppDelegate::awaitHelperThenActivate() {
     // With the links of a tab group that have been waiting for the helper, if there are any.
     launchDegraded(std::exchange(pendingURLs_, {}));
   });
-}
-
-bool StubAppDelegate::isChromeRunning() const {
-  return ChromeLauncher::runningChrome(system_.workspace).has_value();
 }
 
 }  // namespace corvana

@@ -4,6 +4,7 @@
 
 namespace corvana {
 
+// Whether Chrome runs makes no difference: the count and its confidence say all.
 void StubAppDelegate::updateLiveness(std::int64_t count, CountConfidence confidence, bool /*chromeRunning*/) {
   if (count > 0) {
     graceTimer_ = {};

@@ -13,13 +13,13 @@ void StubAppDelegate::notify(const std::string& title, const std::string& body) 
 void StubAppDelegate::warnOutdated(const std::vector<std::string>& improvements) {
   Log::stub.notice("this app is out of date; telling the user");
   std::string text;
-  for (const std::string& improvement : improvements) text.append(text.empty() ? "" : " ").append(improvement);
-  if (improvements.empty()) text = StubRevision::genericAdvice;
-  notify(displayName_ + " can be updated", text + " Open Corvana and press Update.");
+  for (const std::string& improvement : improvements) text += improvement + " ";
+  if (improvements.empty()) text = std::string(StubRevision::genericAdvice) + " ";
+  notify(displayName_ + " can be updated", text + "Open Corvana and press Update.");
 }
 
 void StubAppDelegate::warnAboutAccessibility() {
-  if (!WarnThrottle::shouldWarn("accessibility", std::chrono::hours(1), system_.clock)) return;
+  if (!WarnThrottle::shouldWarn("accessibility", accessibilityWarningInterval, system_.clock)) return;
   const std::string remedy = "Grant Accessibility to Corvana Helper in System Settings > Privacy & Security";
   notify(displayName_ + " can't see Chrome's windows",
          config_.isTabGroup() ? remedy + ". Until then this app can only open " + config_.profileName + ", not its “" +
@@ -28,7 +28,7 @@ void StubAppDelegate::warnAboutAccessibility() {
 }
 
 void StubAppDelegate::warnGroupMissing() {
-  if (!config_.isTabGroup() || !WarnThrottle::shouldWarn("group-missing", std::chrono::minutes(5), system_.clock)) {
+  if (!config_.isTabGroup() || !WarnThrottle::shouldWarn("group-missing", groupWarningInterval, system_.clock)) {
     return;
   }
   const std::string group = "“" + *config_.tabGroupName + "”";

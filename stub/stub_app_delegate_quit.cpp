@@ -8,15 +8,16 @@ StubAppDelegate::TerminateReply StubAppDelegate::applicationShouldTerminate() {
   // Chrome is left alone unless the user wants its windows closed with the app, and there are such and a helper to
   // close them.
   if (!config_.closeOnQuit || isSelfQuitting_ || !isConnected()) return TerminateReply::terminateNow;
+  ++quitQuestion_;
   quitTimer_ = system_.mainQueue.after(quitLimit, [this] {
-    // Whatever became of the request, the app does not hang. An open alert is an answer, which its end will give.
-    if (!isAlertOpen_) system_.application.replyToApplicationShouldTerminate(true);
+    // Whatever became of the request, the app does not hang. An alert that is still open says that it did not quit.
+    system_.application.replyToApplicationShouldTerminate(!isAlertOpen_);
   });
   system_.link.request(
       Request::Op::closeWindows, closeWindowsAnswerLimit,
       [](Request& request) { request.timeout = std::chrono::duration<double>(closeWindowsTimeout).count(); },
-      [this, isGone = lifetime_.reference(), &application = system_.application](const Response& response) {
-        if (isGone.expired()) return application.replyToApplicationShouldTerminate(true);
+      [this, self = lifetime_.reference(), &application = system_.application](const Response& response) {
+        if (self.expired()) return application.replyToApplicationShouldTerminate(true);
         didCloseWindows(response);
       });
   return TerminateReply::terminateLater;
@@ -29,19 +30,25 @@ void StubAppDelegate::didCloseWindows(const Response& response) {
 }
 
 void StubAppDelegate::showBlockedAlert() {
+  // One that an earlier question has left open says it already.
+  if (isAlertOpen_) return system_.application.replyToApplicationShouldTerminate(false);
   isAlertOpen_ = true;
   system_.alerts.runModal(
       {.messageText = "Chrome is asking you to confirm before leaving a page.",
        .informativeText = displayName_ + " did not quit, so you don't lose anything. Answer Chrome's prompt, then "
                                          "quit again."},
-      lifetime_.guard([this] {
+      lifetime_.guard([this, question = quitQuestion_] {
         isAlertOpen_ = false;
-        system_.application.replyToApplicationShouldTerminate(false);
+        if (question == quitQuestion_) system_.application.replyToApplicationShouldTerminate(false);
       }));
 }
 
 void StubAppDelegate::applicationWillTerminate() {
   Log::stub.info("terminating (selfQuit=", isSelfQuitting_, ", liveness=", nameOf(liveness_), ")");
+  // An app that ends for lack of windows may have been given links meanwhile. Whoever quits it wants none of them.
+  if (isSelfQuitting_) {
+    if (const URLs urls = takeUndeliveredURLs(); !urls.empty()) launchDegraded(urls);
+  }
   system_.link.onStateChange = nullptr;  // that the link goes down is no reason to watch windows
   system_.link.shutdown();
 }

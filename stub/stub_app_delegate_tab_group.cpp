@@ -1,19 +1,22 @@
 // How links reach the window of the app's tab group.
 #include <utility>
 
-#include "core/identity/log.h"
-#include "stub/chrome_launcher.h"
+#include "core/stub/chrome_windows.h"
 #include "stub/stub_app_delegate.h"
 
 namespace corvana {
 
 void StubAppDelegate::openURLsThroughGroup(const URLs& urls) {
   if (isConnected()) {
-    return system_.link.request(
-        Request::Op::activate, groupActivateTimeout, nullptr,
-        lifetime_.guard([this, urls](const Response& response) { didActivateForURLs(response, urls); }));
+    const std::uint64_t number = nextGroupDelivery_++;
+    groupDeliveries_[number].urls = urls;
+    const auto answered = [this, number](const Response& response) {
+      // Nothing is left to deliver when the app has ended meanwhile.
+      if (const auto delivery = groupDeliveries_.extract(number)) didActivateForURLs(response, delivery.mapped().urls);
+    };
+    return system_.link.request(Request::Op::activate, groupActivateTimeout, nullptr, lifetime_.guard(answered));
   }
-  if (isChromeRunning()) {
+  if (ChromeWindows::isChromeRunning(system_.workspace)) {
     pendingURLs_.insert(pendingURLs_.begin(), urls.begin(), urls.end());
     return awaitHelperThenActivate();
   }
@@ -44,11 +47,22 @@ void StubAppDelegate::didActivateForURLs(const Response& response, const URLs& u
 
 void StubAppDelegate::deliverToFocusedGroupWindow(const URLs& urls) {
   if (urls.empty()) return;
-  const std::uint64_t number = groupDeliveries_.empty() ? 0 : groupDeliveries_.rbegin()->first + 1;
-  groupDeliveries_[number] = system_.mainQueue.after(groupFocusDelay, [this, number, urls] {
-    groupDeliveries_.erase(number);
-    launch(urls);
-  });
+  const std::uint64_t number = nextGroupDelivery_++;
+  groupDeliveries_[number] = {.urls = urls, .timer = system_.mainQueue.after(groupFocusDelay, [this, number] {
+                                launch(groupDeliveries_.extract(number).mapped().urls);
+                              })};
+}
+
+StubAppDelegate::URLs StubAppDelegate::takeUndeliveredURLs() {
+  URLs result;
+  const auto take = [&result](URLs& urls) {
+    result.insert(result.end(), urls.begin(), urls.end());
+    urls.clear();
+  };
+  take(pendingGroupURLs_);
+  for (auto& [number, delivery] : std::exchange(groupDeliveries_, {})) take(delivery.urls);
+  take(pendingURLs_);
+  return result;
 }
 
 void StubAppDelegate::scheduleGroupRetry() {

@@ -17,7 +17,7 @@ constexpr const char* interface = "org.freedesktop.Application";
 /// How long a program that the bus has started waits to be told what for.
 constexpr std::chrono::seconds idleLimit{10};
 /// How long it stays after the last thing that it was started for.
-constexpr std::chrono::seconds lastWordsTime{1};
+constexpr std::chrono::milliseconds lastWordsTime{200};
 /// Each time the running instance may have ended in between.
 constexpr int handOverAttempts = 5;
 

@@ -1,6 +1,6 @@
 #include "platform/linux/window_activator_x11.h"
 
-#include <algorithm>
+#include <system_error>
 #include <utility>
 
 #include "platform/linux/x11.h"
@@ -54,14 +54,17 @@ void WindowActivatorX11::activate(pid_t process, std::uint32_t userTime, std::fu
   auto connection = x11::Connection::open();
   if (!connection) return completion(false);
   // First of all, so that no change goes unseen.
-  const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-  ::xcb_change_window_attributes(connection->get(), connection->root(), XCB_CW_EVENT_MASK, &mask);
+  connection->watchRoot();
   if (connection->ownerOf(connection->activeWindow()) == process) return completion(true);
   const xcb_window_t window = topmostWindow(*connection, process);
   if (window == XCB_WINDOW_NONE) return completion(false);
 
   attempt_ = std::make_unique<Attempt>(Attempt{std::move(*connection), process, std::move(completion), {}, {}});
-  attempt_->events = loop_.whenReadable(::xcb_get_file_descriptor(attempt_->connection.get()), [this] { check(); });
+  try {
+    attempt_->events = loop_.whenReadable(::xcb_get_file_descriptor(attempt_->connection.get()), [this] { check(); });
+  } catch (const std::system_error&) {
+    return finish(false);  // out of descriptors
+  }
   attempt_->timeout = loop_.after(limit, [this] { finish(false); });
   requestActivation(attempt_->connection, window, userTime);
   check();
@@ -72,8 +75,7 @@ void WindowActivatorX11::check() {
   do {
     if (connection.ownerOf(connection.activeWindow()) == attempt_->process) return finish(true);
     if (connection.isLost()) return finish(false);
-    // Asking may have read events, of which the descriptor then tells no more.
-  } while (x11::Reply<xcb_generic_event_t>(::xcb_poll_for_event(connection.get())));
+  } while (connection.nextEvent());
 }
 
 void WindowActivatorX11::finish(bool succeeded) {

@@ -11,9 +11,12 @@ class WindowListX11 final : public WindowList {
  public:
   std::optional<std::vector<WindowDescription>> windows() override;
 
-  /// False also where there is no list at all. Under Wayland the X server knows only the windows of programs that do
-  /// not speak Wayland.
+  /// About the list that was given last; before there is one, whether it could be complete. False also where there is
+  /// no list at all. Under Wayland the X server knows only the windows of programs that do not speak Wayland.
   bool canSeeOtherApplicationsWindows() override;
+
+ private:
+  std::optional<bool> isComplete_;
 };
 
 }  // namespace corvana

@@ -11,9 +11,9 @@
 namespace corvana {
 
 /// The menu's shortcuts, for an application without a window to press them in: they work in those windows of Chrome
-/// that the application has opened, and are the application's there as if it had a menu bar. The Super key, which has
-/// Command's place, keeps them out of the way of Chrome's and of web pages' own shortcuts. Without an X server there
-/// are none. Main thread.
+/// that the application has opened or brought a link to last, as if it had a menu bar there. The Super key, which has
+/// Command's place, keeps them out of the way of Chrome's and of web pages' own shortcuts. Without an X server, and
+/// under Wayland, there are none. Main thread.
 class WindowShortcutsX11 {
  public:
   /// Windows are known by their start-up IDs (_NET_STARTUP_ID) that begin with `startupIDPrefix`. `pressed` is told the

@@ -74,8 +74,9 @@ std::optional<Connection> Connection::open() {
 
 bool Connection::findAtoms() {
   constexpr std::array<std::string_view, atomCount> names{
-      "_NET_CLIENT_LIST",    "_NET_CLIENT_LIST_STACKING",  "_NET_ACTIVE_WINDOW", "_NET_WM_PID",
-      "_NET_WM_WINDOW_TYPE", "_NET_WM_WINDOW_TYPE_NORMAL", "WM_WINDOW_ROLE",     "_NET_STARTUP_ID"};
+      "_NET_CLIENT_LIST", "_NET_CLIENT_LIST_STACKING", "_NET_ACTIVE_WINDOW",         "_NET_SUPPORTING_WM_CHECK",
+      "_NET_WM_PID",      "_NET_WM_WINDOW_TYPE",       "_NET_WM_WINDOW_TYPE_NORMAL", "WM_WINDOW_ROLE",
+      "_NET_STARTUP_ID"};
   std::array<xcb_intern_atom_cookie_t, atomCount> cookies{};
   for (std::size_t i = 0; i < atomCount; ++i) {
     cookies[i] = ::xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(names[i].size()), names[i].data());
@@ -93,11 +94,27 @@ bool Connection::isLost() const {
   return ::xcb_connection_has_error(get()) != 0;
 }
 
+void Connection::watchRoot() const {
+  const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+  ::xcb_change_window_attributes(get(), root_, XCB_CW_EVENT_MASK, &mask);
+}
+
+Reply<xcb_generic_event_t> Connection::nextEvent() const {
+  ::xcb_flush(get());
+  return Reply<xcb_generic_event_t>(::xcb_poll_for_event(get()));
+}
+
+bool Connection::hasWindowManager() const {
+  const auto window = property(root_, Atom::windowManager, 1).firstValue();
+  return window && property(*window, Atom::windowManager, 1).firstValue() == window;
+}
+
 Property Connection::property(xcb_window_t window, Atom property, std::uint32_t length) const {
   return answerTo(get(), ask(get(), window, atom(property), length));
 }
 
 std::optional<std::vector<Client>> Connection::clients(Atom list) const {
+  if (!hasWindowManager()) return std::nullopt;
   const Property property = this->property(root_, list, mostWindows);
   const auto windows = property.values();
   if (!windows) return std::nullopt;

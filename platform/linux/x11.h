@@ -48,7 +48,17 @@ struct Client {
 /// function asks the server and waits for its answer.
 class Connection {
  public:
-  enum class Atom { clientList, clientListStacking, activeWindow, pid, windowType, normalType, role, startupID };
+  enum class Atom {
+    clientList,
+    clientListStacking,
+    activeWindow,
+    windowManager,
+    pid,
+    windowType,
+    normalType,
+    role,
+    startupID
+  };
 
   /// Nothing when there is no X server, or one that has no screen.
   static std::optional<Connection> open();
@@ -58,8 +68,18 @@ class Connection {
   xcb_atom_t atom(Atom atom) const { return atoms_[static_cast<std::size_t>(atom)]; }
   bool isLost() const;
 
+  /// From now on there are events about the properties of the root.
+  void watchRoot() const;
+
+  /// The next event, with everything sent that there is to send; null when there is none yet. Asking something else may
+  /// read events, too, of which the descriptor then tells no more: ask for events until there are none.
+  Reply<xcb_generic_event_t> nextEvent() const;
+
   /// `length` is in units of four bytes.
   Property property(xcb_window_t window, Atom property, std::uint32_t length) const;
+
+  /// Whether a window manager runs; what an earlier one has left behind does not count.
+  bool hasWindowManager() const;
 
   /// The windows of that list, in its order; nothing when there is no window manager that keeps one.
   std::optional<std::vector<Client>> clients(Atom list) const;
@@ -72,7 +92,7 @@ class Connection {
   struct Disconnect {
     void operator()(xcb_connection_t* connection) const { ::xcb_disconnect(connection); }
   };
-  static constexpr std::size_t atomCount = 8;
+  static constexpr std::size_t atomCount = 9;
 
   Connection() = default;
   bool findAtoms();

@@ -17,6 +17,8 @@ class FakeApplication final : public Application {
 
   std::vector<MenuItem> menu;
   std::vector<RunningApplication> activated;
+  /// All replies, those without a question, too.
+  std::vector<bool> replies;
   bool isQuestionPending = false;
   bool hasEnded = false;
 
@@ -27,19 +29,23 @@ class FakeApplication final : public Application {
 
   void setMainMenu(std::vector<MenuItem> items) override { menu = std::move(items); }
   void terminate() override {
-    if (isQuestionPending) return replyToApplicationShouldTerminate(true);
+    if (isQuestionPending) return answer(true);
     isQuestionPending = true;
-    if (delegate->applicationShouldTerminate() == ApplicationDelegate::TerminateReply::terminateNow) {
-      replyToApplicationShouldTerminate(true);
-    }
+    if (delegate->applicationShouldTerminate() == ApplicationDelegate::TerminateReply::terminateNow) answer(true);
   }
   void replyToApplicationShouldTerminate(bool shouldTerminate) override {
-    if (!std::exchange(isQuestionPending, false) || !shouldTerminate || std::exchange(hasEnded, true)) return;
-    delegate->applicationWillTerminate();
+    replies.push_back(shouldTerminate);
+    answer(shouldTerminate);
   }
   void handActivationTo(const RunningApplication& other, std::function<void(bool)> completion) override {
     activated.push_back(other);
     completion(canHandActivationOver);
+  }
+
+ private:
+  void answer(bool shouldTerminate) {
+    if (!std::exchange(isQuestionPending, false) || !shouldTerminate || std::exchange(hasEnded, true)) return;
+    delegate->applicationWillTerminate();
   }
 };
 

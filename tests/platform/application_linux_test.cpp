@@ -98,6 +98,13 @@ TEST(ApplicationContract, EndsWhenItsDelegateAgreesAndOnlyOnce) {
       application.replyToApplicationShouldTerminate(true);
       EXPECT_THAT(delegate.told, ElementsAre("should terminate")) << "the first reply counts";
 
+      delegate.told.clear();
+      delegate.onTold = [&] { application.replyToApplicationShouldTerminate(false); };
+      application.terminate();
+      delegate.onTold = [] {};
+      application.replyToApplicationShouldTerminate(true);
+      EXPECT_THAT(delegate.told, ElementsAre("should terminate")) << "a reply may come before the promise of it";
+
       application.terminate();
       application.terminate();
       EXPECT_THAT(delegate.told, ElementsAre("should terminate", "should terminate", "will terminate"))

@@ -14,12 +14,33 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// What an app knows of its windows, as far as a test can tell.
+struct Knowledge {
+  std::int64_t count = 0;
+  bool hadWindow = false;
+  std::chrono::steady_clock::time_point lastWindow;
+  /// A zero that something confirmed, since the last window.
+  bool hasCertainZero = false;
+
+  void learn(std::int64_t number, bool isCertain, std::chrono::steady_clock::time_point now) {
+    count = number;
+    if (number > 0) {
+      hadWindow = true;
+      hasCertainZero = false;
+      lastWindow = now;
+    } else if (isCertain) {
+      hasCertainZero = true;
+    }
+  }
+};
+
 /// Tells what the app, while it lived, saw when it counted windows itself.
 class SeenWindowList final : public WindowList {
  public:
-  SeenWindowList(std::int64_t& seen, const bool& hasEnded) : seen_(seen), hasEnded_(hasEnded) {}
+  SeenWindowList(Knowledge& knowledge, const Clock& clock, const bool& hasEnded)
+      : knowledge_(knowledge), clock_(clock), hasEnded_(hasEnded) {}
   std::optional<std::vector<WindowDescription>> windows() override {
-    if (!hasEnded_) seen_ = static_cast<std::int64_t>(list.size());
+    if (!hasEnded_) knowledge_.learn(static_cast<std::int64_t>(list.size()), isComplete, clock_.now());
     return list;
   }
   bool canSeeOtherApplicationsWindows() override { return isComplete; }
@@ -28,7 +49,8 @@ class SeenWindowList final : public WindowList {
   bool isComplete = false;
 
  private:
-  std::int64_t& seen_;
+  Knowledge& knowledge_;
+  const Clock& clock_;
   const bool& hasEnded_;
 };
 
@@ -46,8 +68,7 @@ class RandomWalkTest : public ProxyAppWorld {
     while (link.waitingCount() > 0) link.answer(Response{});
     workspace.launches.clear();
     handedIn_.clear();  // what an app had not opened when it ended is nobody's any more
-    lastSeen_ = 0;
-    sawWindow_ = false;
+    knowledge_ = {.lastWindow = scheduler.now()};
     questionSince_.reset();
     launchedAt_ = scheduler.now();
 
@@ -74,13 +95,13 @@ class RandomWalkTest : public ProxyAppWorld {
   void reportWindows() {
     const bool isOwn = chance(80);
     const std::int64_t number = chance(50) ? 0 : below(3);
-    if (isOwn) lastSeen_ = number;
-    if (isOwn && number > 0) sawWindow_ = true;
+    const bool isCertain = chance(50);
+    if (isOwn) knowledge_.learn(number, isCertain, scheduler.now());
     link.onEvent({.event = Event::Kind::windows,
                   .profileDirectory = isOwn ? config.profileDirectory : "Other",
                   .tabGroup = config.tabGroupName,
                   .count = number,
-                  .confidence = chance(50) ? CountConfidence::certain : CountConfidence::unclassified});
+                  .confidence = isCertain ? CountConfidence::certain : CountConfidence::unclassified});
   }
 
   void reportPermission() {
@@ -117,7 +138,7 @@ class RandomWalkTest : public ProxyAppWorld {
   void pass(std::chrono::milliseconds duration) {
     for (; duration > 0ms && !application.hasEnded; duration -= 100ms) {
       scheduler.advance(100ms);
-      if (lastSeen_ > 0) sawWindow_ = true;
+      checkQuestion();
       if (isCounting_ && workspace.running.empty()) lastWithoutChrome_ = scheduler.now();
     }
   }
@@ -201,10 +222,19 @@ class RandomWalkTest : public ProxyAppWorld {
       return;
     }
     ++selfQuits_;
-    ASSERT_TRUE(lastSeen_ == 0 || scheduler.now() - lastWithoutChrome_ <= 2s) << "quit with a window";
-    if (delegate->liveness() != Liveness::starting) return;
-    ASSERT_FALSE(sawWindow_ || !workspace.running.empty()) << "gave up waiting for a window";
-    ASSERT_GE(scheduler.now() - launchedAt_, 30s) << "gave up too early";
+    checkURLs();
+    ASSERT_EQ(waitingURLs(), 0u) << "quit without opening its links";
+    if (delegate->liveness() == Liveness::starting) {
+      ASSERT_FALSE(knowledge_.hadWindow || !workspace.running.empty()) << "gave up waiting for a window";
+      ASSERT_GE(scheduler.now() - launchedAt_, 30s) << "gave up too early";
+      return;
+    }
+    if (scheduler.now() - lastWithoutChrome_ <= 2s) return;  // it could tell by itself
+    ASSERT_EQ(knowledge_.count, 0) << "quit with a window";
+    const auto wait = scheduler.now() - knowledge_.lastWindow;
+    ASSERT_GE(wait, 2s);
+    ASSERT_TRUE(knowledge_.hasCertainZero || lastWithoutChrome_ > knowledge_.lastWindow || wait >= 122s)
+        << "quit although nothing confirmed that there was no window";
   }
 
   /// When everybody leaves the app in peace, it opens what it was given.
@@ -215,9 +245,8 @@ class RandomWalkTest : public ProxyAppWorld {
   }
 
   std::mt19937 random_{20'261'123};
-  std::int64_t lastSeen_ = 0;
-  SeenWindowList seenWindows_{lastSeen_, application.hasEnded};
-  bool sawWindow_ = false;
+  Knowledge knowledge_;
+  SeenWindowList seenWindows_{knowledge_, scheduler, application.hasEnded};
   bool isCounting_ = false;
   std::map<std::string, bool> handedIn_;
   int nextURL_ = 0;
