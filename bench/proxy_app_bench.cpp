@@ -283,6 +283,8 @@ int main(int argumentCount, char** arguments) try {
   const int runs = argumentCount > 1 ? std::atoi(arguments[1]) : 200;
   const int idleSeconds = argumentCount > 2 ? std::atoi(arguments[2]) : 60;
   const Ground ground;
+  std::printf("each proxy app's program is a %s\n",
+              fs::hard_link_count(ground.proxyApp()) > 1 ? "link to the same file" : "copy of its own");
 
   compareTimes("start to the browser's", ground, {BARE_EXEC, STAND_IN_BROWSER, ground.fifo()}, {ground.proxyApp()},
                runs);

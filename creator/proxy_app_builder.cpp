@@ -40,10 +40,15 @@ PropertyDictionary infoPlist(const ProxyAppPlan& plan) {
   return plist;
 }
 
-/// As a link to the same file, if the system allows it: all proxy apps that run then share the program's memory.
+/// As a link to the same file, where that can be: all proxy apps that run then share the program's memory. A file that
+/// others may write to is copied, since it could become another program one day.
 void place(const fs::path& program, const fs::path& destination) {
-  std::error_code error;
-  fs::create_hard_link(fs::canonical(program), destination, error);
+  constexpr fs::perms writableByOthers = fs::perms::group_write | fs::perms::others_write;
+  std::error_code error = std::make_error_code(std::errc::permission_denied);
+  const fs::path file = fs::canonical(program);
+  if ((fs::status(file).permissions() & writableByOthers) == fs::perms::none) {
+    fs::create_hard_link(file, destination, error);
+  }
   if (error) fs::copy_file(program, destination);
 }
 
@@ -79,7 +84,8 @@ void ProxyAppBuilder::build(const ProxyAppPlan& plan, bool replaces) {
     fs::remove_all(fresh, ignored);
     throw;
   }
-  fs::remove_all(old);
+  std::error_code ignored;
+  fs::remove_all(old, ignored);
   Log::creator.info("built ", plan.destination.string(), " for ", plan.config.profileDirectory);
 }
 

@@ -13,7 +13,7 @@ struct ProxyAppPlan {
   std::filesystem::path destination;
   std::string bundleID;
   StubConfig config;
-  /// The executable to copy into it.
+  /// The executable to put into it: as a hard link where that is possible and safe, else as a copy.
   std::filesystem::path stubExecutable;
 };
 

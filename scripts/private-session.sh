@@ -9,7 +9,7 @@ set -euo pipefail
 self=$(realpath "$0")
 
 # The supervisor holds a lock for as long as it lives. Only then is the number that it has left its own.
-is_running() { [[ -e $1/lock ]] && ! flock --nonblock "$1/lock" true; }
+is_running() { [[ -e $1/session.lock ]] && ! flock --nonblock "$1/session.lock" true; }
 
 # Waits until the condition holds, for SECONDS at most.
 wait_until() {
@@ -78,7 +78,7 @@ finish() {
 supervise() {
     folder=$1
     children=()
-    exec 9<"$folder/lock"
+    exec 9<"$folder/session.lock"
     flock --nonblock 9 || exit 0 # another start was quicker
     echo $$ >"$folder/supervisor.pid"
     runtime=$(mktemp -d "${TMPDIR:-/tmp}/corvana-session.XXXXXX") # sockets have short paths wherever the folder lies
@@ -113,13 +113,13 @@ supervise() {
 start() {
     local folder=$1 seconds=${2:-600}
     if ! is_running "$folder"; then
-        if [[ -e $folder && ! -e $folder/lock && -n $(ls -A "$folder") ]]; then
+        if [[ -e $folder && ! -e $folder/session.lock && -n $(ls -A "$folder") ]]; then
             echo "$folder is not empty and holds no private session" >&2
             return 1
         fi
         rm -rf "$folder"
         mkdir -p "$folder"
-        : >"$folder/lock"
+        : >"$folder/session.lock"
         write_desktop_entries "$folder"
         write_profiles "$folder"
         setsid "$self" supervise "$folder" "$seconds" </dev/null >"$folder/log" 2>&1 &

@@ -79,18 +79,13 @@ PropertyDictionary infoDictionary(const Bundle& bundle) {
 
 /// What the app is, and its shortcuts, which no menu shows.
 Alert aboutAlert(const StubConfig& config, const std::string& name) {
-  const std::string profile = "the Chrome profile “" + config.profileName + "”";
-  std::string shortcuts;
+  std::string text = "The app of " + config.subject() + ", made with Corvana.\n\nIn the windows that it opens:";
   for (const MenuItem& item : MenuBuilder::menu(name)) {
     if (!item.action || !actionName(*item.action) || item.keyEquivalent == 0) continue;
     const auto key = static_cast<char>(std::toupper(static_cast<unsigned char>(item.keyEquivalent)));
-    shortcuts += "\nSuper+" + std::string(1, key) + ": " + item.title;
+    text += "\nSuper+" + std::string(1, key) + ": " + item.title;
   }
-  const std::string subject =
-      config.isTabGroup() ? "the tab group “" + *config.tabGroupName + "” in " + profile : profile;
-  return {
-      .messageText = name,
-      .informativeText = "The app of " + subject + ", made with Corvana.\n\nIn the windows that it opens:" + shortcuts};
+  return {.messageText = name, .informativeText = text};
 }
 
 int run(const Opening& opening) {

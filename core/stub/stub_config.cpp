@@ -103,6 +103,11 @@ std::optional<StubConfig> StubConfig::loadFromRunningBundle() {
   return load(Bundle{runningBundlePath()});
 }
 
+std::string StubConfig::subject() const {
+  const std::string profile = "the Chrome profile “" + profileName + "”";
+  return isTabGroup() ? "the tab group “" + *tabGroupName + "” in " + profile : profile;
+}
+
 PropertyDictionary StubConfig::plistEntries() const {
   PropertyDictionary entries;
   const auto put = [&entries](std::string_view key, auto value) {

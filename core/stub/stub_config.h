@@ -88,6 +88,9 @@ struct StubConfig {
   /// The entries for a proxy app's Info.plist. The app of a whole profile has none for the tab group and its window.
   PropertyDictionary plistEntries() const;
 
+  /// What the app stands for, in words for its user.
+  std::string subject() const;
+
   bool isTabGroup() const { return tabGroupName && !tabGroupName->empty(); }
 
   bool operator==(const StubConfig&) const = default;

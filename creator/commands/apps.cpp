@@ -1,12 +1,14 @@
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "core/identity/json_coding.h"
+#include "core/identity/log.h"
 #include "core/registry/registry.h"
-#include "core/stub/menu_builder.h"
 #include "creator/commands/commands.h"
+#include "creator/commands/desktop.h"
 #include "creator/commands/output.h"
 
 namespace corvana::commands {
@@ -19,10 +21,14 @@ std::string statusOf(const RegisteredApp& app) {
   return reasons.empty() ? "up to date" : "rebuild: " + reasons;
 }
 
-/// The desktop may still look for it where it was.
+/// The desktop may still look for it where it was. One that it cannot take does not keep the others from the list.
 void registerWhereItIs(const RegisteredApp& app, const System& system) {
   if (!app.existsOnDisk() || system.workspace.urlForApplication(app.bundleID) == app.path) return;
-  system.registration.add(app.path, MenuBuilder::menu(app.name));
+  try {
+    registerWithDesktop(app, system);
+  } catch (const std::exception& error) {
+    Log::creator.error("not offered by the desktop: ", error.what());
+  }
 }
 
 void list(bool rescans, bool asJSON, const System& system) {

@@ -12,10 +12,10 @@
 #include "core/identity/bundle.h"
 #include "core/identity/corvana.h"
 #include "core/registry/registry.h"
-#include "core/stub/menu_builder.h"
 #include "core/stub/stub_config.h"
 #include "core/stub/stub_revision.h"
 #include "creator/commands/commands.h"
+#include "creator/commands/desktop.h"
 #include "creator/proxy_app_builder.h"
 #include "platform/chrome_user_data.h"
 #include "platform/running_bundle.h"
@@ -84,11 +84,11 @@ void makeApp(Options options, const System& system) {
   const auto registered = std::ranges::find(registry.apps, app.bundleID, &RegisteredApp::bundleID);
   if (registered != registry.apps.end()) app.createdAt = registered->createdAt;
   ProxyAppBuilder::build({options.destination, app.bundleID, app.config, options.stubExecutable}, options.replaces);
-  system.registration.add(app.path, MenuBuilder::menu(app.name));
   app.refreshBookmark();
-  std::printf("%s (%s)\n", app.path.c_str(), app.bundleID.c_str());
-  registry.upsert(std::move(app));
+  registry.upsert(app);
   registry.save();
+  registerWithDesktop(app, system);
+  std::printf("%s (%s)\n", app.path.c_str(), app.bundleID.c_str());
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "platform/ascii.h"
 #include "platform/linux/application_id.h"
+#include "platform/linux/startup_notification_x11.h"
 
 namespace corvana {
 namespace {
@@ -242,6 +243,10 @@ int ApplicationLinux::run(ApplicationDelegate& delegate, const Opening& opening)
 }
 
 void ApplicationLinux::open(const Opening& opening) {
+  // It is Chrome that shows a window, under a start-up ID of its own.
+  if (const std::string& startupID = context_.startupID(); !startupID.empty()) {
+    loop_.post([startupID] { endStartupNotification(startupID); });
+  }
   if (opening.action) return perform(*opening.action);
   if (!didLaunch_) return launch([&] { delegate_->applicationOpen(opening.urls); });
   if (opening.urls.empty()) return delegate_->applicationShouldHandleReopen();

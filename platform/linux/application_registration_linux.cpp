@@ -39,19 +39,14 @@ std::string iconOf(const fs::path& bundle, const PropertyDictionary& plist) {
   return fs::exists(icon, ignored) ? icon.string() : "application-x-executable";
 }
 
-std::string commentFor(const PropertyDictionary& plist) {
-  const std::string profile = "Chrome with the profile “" + textIn(plist, "CVNProfileName") + "”";
-  const std::string group = textIn(plist, "CVNTabGroupName");
-  return group.empty() ? profile : profile + " and the tab group “" + group + "”";
-}
-
 /// As one word of a command line that is taken apart as a shell does, which is how the bus takes it apart.
 std::string quotedForShell(const std::string& word) {
   const GMemoryPointer<char> quoted(::g_shell_quote(word.c_str()));
   return quoted.get();
 }
 
-std::string entryContent(const ApplicationBundle& bundle, const std::vector<MenuItem>& menu) {
+std::string entryContent(const ApplicationBundle& bundle, const std::string& description,
+                         const std::vector<MenuItem>& menu) {
   const PropertyDictionary plist = PropertyList::read(bundle.path / "Contents/Info.plist");
   const KeyFile keys(::g_key_file_new());
   const char* group = G_KEY_FILE_DESKTOP_GROUP;
@@ -62,13 +57,13 @@ std::string entryContent(const ApplicationBundle& bundle, const std::vector<Menu
   const std::string name = textIn(plist, "CFBundleDisplayName");
   set(G_KEY_FILE_DESKTOP_KEY_TYPE, G_KEY_FILE_DESKTOP_TYPE_APPLICATION);
   set(G_KEY_FILE_DESKTOP_KEY_NAME, name.empty() ? bundle.path.stem().string() : name);
-  set(G_KEY_FILE_DESKTOP_KEY_COMMENT, commentFor(plist));
+  set(G_KEY_FILE_DESKTOP_KEY_COMMENT, description);
   set(G_KEY_FILE_DESKTOP_KEY_ICON, iconOf(bundle.path, plist));
   set(G_KEY_FILE_DESKTOP_KEY_CATEGORIES, "Network;WebBrowser;");
   set(G_KEY_FILE_DESKTOP_KEY_EXEC, program + " %U");
   set(G_KEY_FILE_DESKTOP_KEY_TRY_EXEC, bundle.executable.string());  // an entry whose bundle is gone does not count
   set(G_KEY_FILE_DESKTOP_KEY_DBUS_ACTIVATABLE, "true");
-  set(G_KEY_FILE_DESKTOP_KEY_STARTUP_NOTIFY, "false");  // it is Chrome that shows a window
+  set(G_KEY_FILE_DESKTOP_KEY_STARTUP_NOTIFY, "true");  // else launchers hand over no activation token
   set("X-Corvana-Bundle", bundle.path.string());
 
   std::string actions;
@@ -110,11 +105,12 @@ void write(const fs::path& file, const std::string& content) {
 
 }  // namespace
 
-void ApplicationRegistrationLinux::add(const fs::path& bundle, const std::vector<MenuItem>& menu) {
+void ApplicationRegistrationLinux::add(const fs::path& bundle, const std::string& description,
+                                       const std::vector<MenuItem>& menu) {
   const auto application = ApplicationBundle::read(fs::absolute(bundle));
   if (!application) throw std::runtime_error(bundle.string() + " is no application that could be registered");
   write(serviceFor(application->identifier), serviceContent(*application));
-  write(entryFor(application->identifier), entryContent(*application, menu));
+  write(entryFor(application->identifier), entryContent(*application, description, menu));
   tellBus();
 }
 

@@ -9,7 +9,8 @@ namespace corvana {
 /// by that alone it could become the default browser.
 class ApplicationRegistrationLinux final : public ApplicationRegistration {
  public:
-  void add(const std::filesystem::path& bundle, const std::vector<MenuItem>& menu) override;
+  void add(const std::filesystem::path& bundle, const std::string& description,
+           const std::vector<MenuItem>& menu) override;
   void remove(std::string_view bundleIdentifier) override;
 };
 

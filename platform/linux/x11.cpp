@@ -76,7 +76,7 @@ bool Connection::findAtoms() {
   constexpr std::array<std::string_view, atomCount> names{
       "_NET_CLIENT_LIST", "_NET_CLIENT_LIST_STACKING", "_NET_ACTIVE_WINDOW",         "_NET_SUPPORTING_WM_CHECK",
       "_NET_WM_PID",      "_NET_WM_WINDOW_TYPE",       "_NET_WM_WINDOW_TYPE_NORMAL", "WM_WINDOW_ROLE",
-      "_NET_STARTUP_ID"};
+      "_NET_STARTUP_ID",  "_NET_STARTUP_INFO_BEGIN",   "_NET_STARTUP_INFO"};
   std::array<xcb_intern_atom_cookie_t, atomCount> cookies{};
   for (std::size_t i = 0; i < atomCount; ++i) {
     cookies[i] = ::xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(names[i].size()), names[i].data());

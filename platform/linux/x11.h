@@ -57,7 +57,9 @@ class Connection {
     windowType,
     normalType,
     role,
-    startupID
+    startupID,
+    startupInfoBegin,
+    startupInfo
   };
 
   /// Nothing when there is no X server, or one that has no screen.
@@ -92,7 +94,7 @@ class Connection {
   struct Disconnect {
     void operator()(xcb_connection_t* connection) const { ::xcb_disconnect(connection); }
   };
-  static constexpr std::size_t atomCount = 9;
+  static constexpr std::size_t atomCount = 11;
 
   Connection() = default;
   bool findAtoms();

@@ -8,7 +8,8 @@ namespace corvana {
 /// asks a running application for its menu, so that none is registered.
 class ApplicationRegistrationMacOS final : public ApplicationRegistration {
  public:
-  void add(const std::filesystem::path& bundle, const std::vector<MenuItem>& menu) override;
+  void add(const std::filesystem::path& bundle, const std::string& description,
+           const std::vector<MenuItem>& menu) override;
 
   /// Does nothing: there is no documented call for it, and Launch Services passes over bundles that are gone.
   void remove(std::string_view bundleIdentifier) override;

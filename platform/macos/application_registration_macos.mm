@@ -9,7 +9,8 @@
 
 namespace corvana {
 
-void ApplicationRegistrationMacOS::add(const std::filesystem::path& bundle, const std::vector<MenuItem>&) {
+void ApplicationRegistrationMacOS::add(const std::filesystem::path& bundle, const std::string&,
+                                       const std::vector<MenuItem>&) {
   NSURL* url = fileURLFrom(bundle, YES);
   if (url == nil) throw std::runtime_error("no application is named");
   // Also when the bundle's date has not moved, as after its Info.plist alone has been written anew.

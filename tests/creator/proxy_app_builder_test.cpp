@@ -38,6 +38,18 @@ TEST(ProxyAppBuilder, LeavesNothingHalfMade) {
   EXPECT_THAT(listing(), ElementsAre("Work.app"));
 }
 
+TEST(ProxyAppBuilder, SharesItsProgramOnlyWhereNobodyElseMayChangeIt) {
+  const support::TemporaryHome home;
+  const auto stub = home.write("stub", "program");
+  ProxyAppPlan plan{home.path() / "Work.app", "app.corvana.0", {.profileDirectory = "Default"}, stub};
+  ProxyAppBuilder::build(plan, false);
+  EXPECT_EQ(std::filesystem::hard_link_count(stub), 2u);
+  std::filesystem::permissions(stub, std::filesystem::perms::group_write, std::filesystem::perm_options::add);
+  ProxyAppBuilder::build(plan, true);
+  EXPECT_EQ(std::filesystem::hard_link_count(stub), 1u);
+  EXPECT_EQ(support::readFile(plan.destination / "Contents/MacOS/CorvanaStub"), "program");
+}
+
 TEST(ProxyAppIcon, ShowsAReadableLetter) {
   const auto svg = [](const char* colour, SymbolStyle style, const char* name) {
     return ProxyAppIcon::svg({.badgeColorHex = colour, .symbolStyle = style}, name);

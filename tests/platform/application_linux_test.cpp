@@ -379,11 +379,12 @@ TEST(Registration, TheDesktopFindsWhatIsRegisteredUntilItIsGone) {
   std::filesystem::permissions(program, std::filesystem::perms::owner_all);
 
   ApplicationRegistrationLinux registration;
-  EXPECT_THROW(registration.add(home.path(), {}), std::runtime_error);
-  registration.add(bundle, {{"About", MenuItem::Action::about},
-                            {},
-                            {"Open New Window", MenuItem::Action::openNewWindow, 'n'},
-                            {"Hide", MenuItem::Action::hide, 'h'}});
+  EXPECT_THROW(registration.add(home.path(), "", {}), std::runtime_error);
+  registration.add(bundle, "Opens it",
+                   {{"About", MenuItem::Action::about},
+                    {},
+                    {"Open New Window", MenuItem::Action::openNewWindow, 'n'},
+                    {"Hide", MenuItem::Action::hide, 'h'}});
   EventLoop loop;
   LaunchContext context(identifier);
   WorkspaceLinux workspace(loop, context);
