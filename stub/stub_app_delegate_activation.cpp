@@ -39,8 +39,9 @@ void StubAppDelegate::activateOrLaunch() {
   if (const URLs urls = std::exchange(pendingURLs_, {}); !urls.empty()) {
     return config_.isTabGroup() ? openURLsThroughGroup(urls) : launchDegraded(urls);
   }
-  if (!isConnected())
+  if (!isConnected()) {
     return ChromeWindows::isChromeRunning(system_.workspace) ? awaitHelperThenActivate() : launchDegraded({});
+  }
   system_.link.request(Request::Op::activate, config_.isTabGroup() ? groupActivateTimeout : activateTimeout, nullptr,
                        lifetime_.guard([this](const Response& response) { didActivate(response); }));
 }

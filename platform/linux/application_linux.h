@@ -33,9 +33,9 @@ std::optional<MenuItem::Action> actionNamed(std::string_view name);
 /// ("Desktop Entry Specification" 1.5, D-Bus Activation). Without a session bus it does without all that. Main thread.
 class ApplicationLinux final : public Application {
  public:
-  /// What is passed must outlive this object. `showAbout` tells the user what this application is, and calls
-  /// back when that is over. The signals that
-  /// ask a program to end are from now on the user's wish to quit; no thread may have been started before.
+  /// What is passed must outlive this object. `showAbout` tells the user what this application is, and calls back when
+  /// that is over. The signals that ask a program to end are from now on the user's wish to quit; no thread may have
+  /// been started before.
   ApplicationLinux(EventLoop& loop, SessionBus& bus, LaunchContext& context, std::string bundleIdentifier,
                    std::function<void(std::function<void()>)> showAbout);
   ApplicationLinux(const ApplicationLinux&) = delete;
