@@ -54,7 +54,7 @@ void WindowActivatorX11::activate(pid_t process, std::uint32_t userTime, std::fu
   auto connection = x11::Connection::open();
   if (!connection) return completion(false);
   // First of all, so that no change goes unseen.
-  connection->watchRoot();
+  connection->watch(connection->root(), XCB_EVENT_MASK_PROPERTY_CHANGE);
   if (connection->ownerOf(connection->activeWindow()) == process) return completion(true);
   const xcb_window_t window = topmostWindow(*connection, process);
   if (window == XCB_WINDOW_NONE) return completion(false);

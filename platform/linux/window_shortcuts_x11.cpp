@@ -65,6 +65,8 @@ struct WindowShortcutsX11::Keyboard {
   std::vector<Shortcut> shortcuts;
   /// The window that has the user's attention, if it is the application's, and so the only one whose keys are taken.
   xcb_window_t window = XCB_WINDOW_NONE;
+  /// The same, if it is a browser's: it can become the application's by a link that goes there.
+  xcb_window_t watchedWindow = XCB_WINDOW_NONE;
   /// The key that was let go last. When it is pressed again in the same instant, it is being held.
   xcb_keycode_t releasedKey = 0;
   xcb_timestamp_t releaseTime = 0;
@@ -118,7 +120,7 @@ void WindowShortcutsX11::set(const std::vector<MenuItem>& menu) {
   auto shortcuts = shortcutsFor(menu, connection->get());
   keyboard_ = std::make_unique<Keyboard>(Keyboard{std::move(*connection), menu, std::move(shortcuts)});
   const x11::Connection& display = keyboard_->connection;
-  display.watchRoot();
+  display.watch(display.root(), XCB_EVENT_MASK_PROPERTY_CHANGE);
   try {
     keyboard_->events = loop_.whenReadable(::xcb_get_file_descriptor(display.get()), [this] { serve(); });
   } catch (const std::system_error&) {
@@ -133,7 +135,8 @@ void WindowShortcutsX11::serve() {
   while (const auto event = display.nextEvent()) {
     switch (event->response_type & 0x7F) {
       case XCB_PROPERTY_NOTIFY:
-        if (reinterpret_cast<const xcb_property_notify_event_t&>(*event).atom == display.atom(Atom::activeWindow)) {
+        if (const xcb_atom_t property = reinterpret_cast<const xcb_property_notify_event_t&>(*event).atom;
+            property == display.atom(Atom::activeWindow) || property == display.atom(Atom::startupID)) {
           takeActiveWindow();
         }
         break;
@@ -159,9 +162,18 @@ void WindowShortcutsX11::serve() {
   if (display.isLost()) keyboard_.reset();
 }
 
+void WindowShortcutsX11::watch(std::uint32_t window) {
+  const x11::Connection& display = keyboard_->connection;
+  const xcb_window_t before = std::exchange(keyboard_->watchedWindow, window);
+  if (before == window) return;
+  if (before != XCB_WINDOW_NONE) display.watch(before, XCB_EVENT_MASK_NO_EVENT);
+  if (window != XCB_WINDOW_NONE) display.watch(window, XCB_EVENT_MASK_PROPERTY_CHANGE);
+}
+
 void WindowShortcutsX11::takeActiveWindow() {
   const x11::Connection& display = keyboard_->connection;
   const xcb_window_t window = display.activeWindow();
+  watch(display.isBrowserWindow(window) ? window : xcb_window_t{XCB_WINDOW_NONE});
   const x11::Property startupID = display.property(window, Atom::startupID, 64);
   const bool isOurs = startupID.text().value_or("").starts_with(startupIDPrefix_);
   keyboard_->giveBack();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,6 +33,7 @@ class WindowShortcutsX11 {
 
   void serve();
   void takeActiveWindow();
+  void watch(std::uint32_t window);
 
   EventLoop& loop_;
   std::string startupIDPrefix_;

@@ -26,6 +26,10 @@ Property answerTo(xcb_connection_t* connection, xcb_get_property_cookie_t cookie
   return Property(Reply<xcb_get_property_reply_t>(::xcb_get_property_reply(connection, cookie, nullptr)));
 }
 
+bool hasBrowserRole(const Property& role) {
+  return role.text() == "browser" || role.text() == "pop-up";
+}
+
 Client describe(const Connection& connection, const Questions& questions) {
   const Property pid = answerTo(connection.get(), questions.pid);
   const Property type = answerTo(connection.get(), questions.type);
@@ -38,8 +42,7 @@ Client describe(const Connection& connection, const Questions& questions) {
   if (geometry) client.height = geometry->height;
   const auto types = type.values().value_or(std::span<const std::uint32_t>());
   const bool isNormal = types.empty() || std::ranges::count(types, connection.atom(Connection::Atom::normalType)) > 0;
-  // A browser gives its own windows one of two roles; its task manager has none and its file chooser another.
-  client.isBrowserWindow = isNormal && (role.text() == "browser" || role.text() == "pop-up");
+  client.isBrowserWindow = isNormal && hasBrowserRole(role);
   return client;
 }
 
@@ -94,9 +97,12 @@ bool Connection::isLost() const {
   return ::xcb_connection_has_error(get()) != 0;
 }
 
-void Connection::watchRoot() const {
-  const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-  ::xcb_change_window_attributes(get(), root_, XCB_CW_EVENT_MASK, &mask);
+void Connection::watch(xcb_window_t window, std::uint32_t events) const {
+  ::xcb_change_window_attributes(get(), window, XCB_CW_EVENT_MASK, &events);
+}
+
+bool Connection::isBrowserWindow(xcb_window_t window) const {
+  return hasBrowserRole(property(window, Atom::role, 32));
 }
 
 Reply<xcb_generic_event_t> Connection::nextEvent() const {

@@ -70,8 +70,8 @@ class Connection {
   xcb_atom_t atom(Atom atom) const { return atoms_[static_cast<std::size_t>(atom)]; }
   bool isLost() const;
 
-  /// From now on there are events about the properties of the root.
-  void watchRoot() const;
+  /// Asks for those events of the window (XCB_EVENT_MASK_...), instead of those asked for before.
+  void watch(xcb_window_t window, std::uint32_t events) const;
 
   /// The next event, with everything sent that there is to send; null when there is none yet. Asking something else may
   /// read events, too, of which the descriptor then tells no more: ask for events until there are none.
@@ -85,6 +85,9 @@ class Connection {
 
   /// The windows of that list, in its order; nothing when there is no window manager that keeps one.
   std::optional<std::vector<Client>> clients(Atom list) const;
+
+  /// Whether it is a browser's own, by its role: the task manager has none and the file chooser another.
+  bool isBrowserWindow(xcb_window_t window) const;
 
   /// The window that has the user's attention, and the process that it belongs to.
   xcb_window_t activeWindow() const;

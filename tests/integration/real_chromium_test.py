@@ -58,6 +58,37 @@ def is_running(process_id):
         return False
 
 
+class Lines:
+    """What a process says, line by line, for whoever does not want to wait for it for ever."""
+
+    def __init__(self, stream):
+        self.queue = queue.Queue()
+        threading.Thread(target=self.read, args=[stream], daemon=True).start()
+
+    def read(self, stream):
+        with stream:
+            for line in stream:
+                self.queue.put(line)
+        self.queue.put(None)
+
+    def next(self, waits_for):
+        """The next line; None when the process, and all that it has left its output to, have ended."""
+        try:
+            return self.queue.get(timeout=PATIENCE)
+        except queue.Empty:
+            raise AssertionError(f"nothing was said, waiting for {waits_for}") from None
+
+    def are_there(self, seconds):
+        """Waits for that long at most, and takes none."""
+        deadline = time.monotonic() + seconds
+        while self.queue.empty() and time.monotonic() < deadline:
+            time.sleep(0.02)
+        return not self.queue.empty()
+
+    def rest(self):
+        return "".join(iter(lambda: self.next("the end"), None))
+
+
 class Helper:
     """The background helper, as the test plays it, on the real socket."""
 
@@ -65,19 +96,22 @@ class Helper:
         self.process = subprocess.Popen([TOLD_HELPER], env=test.environment, stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, text=True)
         test.addCleanup(self.process.stdin.close)
-        test.addCleanup(self.process.stdout.close)
         test.addCleanup(self.process.wait)
         test.addCleanup(self.process.kill)
+        self.lines = Lines(self.process.stdout)
         self.test = test
         self.expect("ready")
 
     def expect(self, op):
         """Waits for the next request, which is of that kind."""
-        line = self.process.stdout.readline()
+        line = self.lines.next(op)
         self.test.assertTrue(line, f"the helper has ended, waiting for {op}")
         request = json.loads(line)
         self.test.assertEqual(request["op"], op)
         return request
+
+    def has_request(self, seconds):
+        return self.lines.are_there(seconds)
 
     def tell(self, **message):
         self.process.stdin.write(json.dumps(message) + "\n")
@@ -128,8 +162,8 @@ class RealChromium(unittest.TestCase):
 
     def start(self, *command):
         # As a careless launcher would: with a pipe that everything could inherit.
-        process = subprocess.Popen(command, env=self.environment, stderr=subprocess.PIPE)
-        self.addCleanup(process.stderr.close)
+        process = subprocess.Popen(command, env=self.environment, stderr=subprocess.PIPE, text=True)
+        process.lines = Lines(process.stderr)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         return process
@@ -162,7 +196,10 @@ class RealChromium(unittest.TestCase):
         return [title for title in self.titles() if title.endswith("Chromium")]
 
     def active_title(self):
-        return self.run_tool("xdotool", "getactivewindow", "getwindowname").strip()
+        """Empty while no window is active."""
+        found = subprocess.run(["xdotool", "getactivewindow", "getwindowname"], env=self.environment,
+                               capture_output=True, text=True)
+        return found.stdout.strip() if found.returncode == 0 else ""
 
     def wait_until(self, condition, what):
         """What another program does, and tells nobody of, can only be looked for."""
@@ -172,8 +209,8 @@ class RealChromium(unittest.TestCase):
             time.sleep(0.05)
 
     def wait_for_line(self, process, text):
-        for line in iter(process.stderr.readline, b""):
-            if text in line.decode():
+        while (line := process.lines.next(text)) is not None:
+            if text in line:
                 return
         self.fail(f"the proxy app has ended without saying: {text}")
 
@@ -181,6 +218,21 @@ class RealChromium(unittest.TestCase):
         if folder := os.environ.get("CORVANA_PICTURES"):
             os.makedirs(folder, exist_ok=True)
             self.run_tool("scrot", "--overwrite", os.path.join(folder, f"{name}.png"))
+
+    def bring_to_front(self, title):
+        def is_in_front():
+            subprocess.run(["wmctrl", "-a", title], env=self.environment, capture_output=True)
+            return self.active_title() == title
+
+        self.wait_until(is_in_front, f"{title} in front")
+
+    def press(self, key, helper, op):
+        """Presses a shortcut. The app may not have seen yet that the window in front is its own."""
+        for _ in range(PATIENCE // 3):
+            self.run_tool("xdotool", "key", key)
+            if helper.has_request(3):
+                return helper.expect(op)
+        self.fail(f"{key} has no effect")
 
     def close_browser_windows(self):
         for line in self.window_lines():
@@ -256,7 +308,7 @@ class RealChromium(unittest.TestCase):
         app.kill()
         self.assertEqual(app.wait(), -signal.SIGKILL)
         self.assertTrue(is_running(browser))
-        app.stderr.read()  # would wait for ever if the browser had inherited the pipe
+        app.lines.rest()  # would wait for ever if the browser had inherited the pipe
         os.kill(browser, signal.SIGTERM)
 
     def test_the_story_with_a_helper(self):
@@ -276,7 +328,7 @@ class RealChromium(unittest.TestCase):
         for action, forward in (("raised", True), ("openedGroup", True), ("groupNotFound", True),
                                 ("nothingToRaise", False), ("acknowledged", False)):
             other = self.start("zenity", "--info", "--title=Other", "--text=Other")
-            self.wait_until(lambda: self.active_title() == "Other", "another window in front")
+            self.bring_to_front("Other")
             count = len(self.browser_windows())
             self.assertEqual(self.start(executable).wait(timeout=PATIENCE), 0)
             helper.answer(helper.expect("activate"), action=action)
@@ -285,13 +337,12 @@ class RealChromium(unittest.TestCase):
                 self.wait_until(lambda: len(self.browser_windows()) == count + 1, action)
             self.wait_until(lambda: self.active_title().endswith("Chromium"), f"Chromium in front after {action}")
             other.kill()
+            self.wait_until(lambda: "Other" not in self.titles(), "the other window gone")
 
         # The menu's shortcuts work in the browser's window.
-        self.run_tool("xdotool", "key", "super+slash")
-        helper.answer(helper.expect("activate"), action="raised")
+        helper.answer(self.press("super+slash", helper, "activate"), action="raised")
         count = len(self.browser_windows())
-        self.run_tool("xdotool", "key", "super+n")
-        helper.expect("noteLaunch")
+        self.press("super+n", helper, "noteLaunch")
         self.wait_until(lambda: len(self.browser_windows()) == count + 1, "a new window")
 
         # The helper is killed and comes back: the app says hello again, and goes by what it is told.
@@ -322,15 +373,13 @@ class RealChromium(unittest.TestCase):
         helper.answer(request, closed=0, remaining=1, blocked=True)
         self.wait_until(lambda: "Work" in self.titles(), "the alert")
         self.picture("alert")
-        self.run_tool("wmctrl", "-a", "Work")
-        self.wait_until(lambda: self.active_title() == "Work", "the alert is in front")
+        self.bring_to_front("Work")
         self.run_tool("xdotool", "key", "Return")
         self.wait_until(lambda: "Work" not in self.titles(), "the alert is dismissed")
         self.assertIsNone(app.poll())
 
         self.wait_until(lambda: self.active_title().endswith("Chromium"), "Chromium in front")
-        self.run_tool("xdotool", "key", "super+q")
-        helper.answer(helper.expect("closeWindows"), closed=1, remaining=0)
+        helper.answer(self.press("super+q", helper, "closeWindows"), closed=1, remaining=0)
         helper.expect("bye")
         self.assertEqual(app.wait(timeout=PATIENCE), 0)
 
@@ -359,7 +408,7 @@ class RealChromium(unittest.TestCase):
         for argument in ("--no-sandbox", "example.org", ""):
             process = self.start(executable, argument)
             self.assertEqual(process.wait(timeout=PATIENCE), 2, argument)
-            self.assertIn("neither a URL with a scheme nor an existing file", process.stderr.read().decode())
+            self.assertIn("neither a URL with a scheme nor an existing file", process.lines.rest())
         self.assertFalse(os.path.lexists(os.path.join(self.data, "SingletonLock")))
 
         page = os.path.join(self.folder, "some page.html")
