@@ -3,7 +3,10 @@
 //        CorvanaStub --action=ACTION   does what the menu's entry does; one that is running does it, if there is one
 //        CorvanaStub --told-by-bus     waits to be told by the session bus, which has started it, what to do
 
+#include <malloc.h>
+
 #include <cctype>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -120,6 +123,8 @@ int run(const Opening& opening) {
                                                    .notifications = notifications,
                                                    .alerts = alerts,
                                                    .link = link});
+  // What the start needed is given back to the system: this program stays all day, and there may be many of it.
+  const Timer afterStart = loop.after(std::chrono::seconds(1), [] { (void)::malloc_trim(0); });
   return application.run(*delegate, opening);
 }
 
@@ -128,6 +133,7 @@ int run(const Opening& opening) {
 int main(int argumentCount, char** arguments) {
   // Whoever started us may have had children reaped automatically, and ours are waited for.
   (void)std::signal(SIGCHLD, SIG_DFL);
+  (void)::mallopt(M_ARENA_MAX, 1);      // the second thread allocates little, and no memory of its own for that
   (void)std::signal(SIGPIPE, SIG_IGN);  // an X server that ends is no reason to end
   SystemLog log;
   Log::setSink(&log);
