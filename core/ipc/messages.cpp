@@ -5,6 +5,7 @@
 #include <rapidjson/writer.h>
 
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <concepts>
 #include <cstddef>
@@ -206,11 +207,20 @@ class Builder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Builder> 
 
   bool Null() { return document_.Null(); }
   bool Bool(bool value) { return document_.Bool(value); }
-  bool Int(int value) { return document_.Int(value); }
-  bool Uint(unsigned value) { return document_.Uint(value); }
-  bool Int64(std::int64_t value) { return document_.Int64(value); }
-  bool Uint64(std::uint64_t value) { return document_.Uint64(value); }
-  bool Double(double value) { return document_.Double(value); }
+  /// The parser checks how a number is written; what it says is read here, to the last digit.
+  bool RawNumber(const char* text, SizeType length, bool /*copies*/) {
+    const char* end = text + length;
+    std::int64_t integer = 0;
+    if (const auto [rest, error] = std::from_chars(text, end, integer); error == std::errc() && rest == end) {
+      return document_.Int64(integer);
+    }
+    double real = 0;
+    const auto [rest, error] = std::from_chars(text, end, real);
+    // Too small is zero, too large is nothing.
+    const bool isTooSmall = error == std::errc::result_out_of_range &&
+                            std::string_view(text, length).find('-', 1) != std::string_view::npos;
+    return (error == std::errc() || isTooSmall) && document_.Double(real);
+  }
   bool String(const char* text, SizeType length, bool copies) {
     return isUTF8({text, length}) && document_.String(text, length, copies);
   }
@@ -246,8 +256,7 @@ class Builder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Builder> 
 /// Calls `use` with the parsed frame, if it is JSON and UTF-8.
 template <class Use>
 auto withParsed(std::string_view frame, Use use) -> decltype(use(Value())) {
-  // Numbers with up to 15 digits are read exactly; the parser's way to be exact for all stumbles over 0e300.
-  constexpr unsigned flags = rapidjson::kParseValidateEncodingFlag;
+  constexpr unsigned flags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
   if (frame.find('\0') != std::string_view::npos) return std::nullopt;  // the parser would take it for the end
   // The values of ordinary messages fit in here.
   alignas(std::max_align_t) std::array<char, 4096> memory;

@@ -136,6 +136,11 @@ TEST(Messages, RequestsAreReadStrictly) {
   EXPECT_EQ(decodeRequest(R"({"id":1e3,"op":"bye"})")->id, 1000);
   EXPECT_EQ(decodeRequest(R"({"id":0e300,"op":"bye","timeout":0.3})")->id, 0);
   EXPECT_EQ(decodeRequest(R"({"id":0e300,"op":"bye","timeout":0.3})")->timeout, 0.3);
+  EXPECT_EQ(decodeRequest(R"({"id":-7,"op":"bye","timeout":-66083834444444444.444e-3})")->timeout,
+            -66083834444444.444444);
+  EXPECT_EQ(decodeRequest(R"({"id":1,"op":"bye","timeout":1e-400})")->timeout, 0);
+  EXPECT_FALSE(decodeRequest(R"({"id":1,"op":"bye","timeout":1e400})"));
+  EXPECT_FALSE(decodeRequest(R"({"id":1,"op":"bye","timeout":01})"));
   const std::string large = R"({"id":7,"op":"bye","profileName":")" + std::string(3'000'000, 'x') + "\"}";
   EXPECT_EQ(decodeRequest(large)->profileName->size(), 3'000'000);
 }
