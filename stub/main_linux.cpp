@@ -95,7 +95,7 @@ int run(const Opening& opening) {
   const Bundle bundle{runningBundlePath()};
   const PropertyDictionary plist = infoDictionary(bundle);
   const std::string identifier = Bundle::identifier(plist).value_or("");
-  const std::string name = Bundle::displayName(plist).value_or("Corvana App");
+  const std::string name = Bundle::displayName(plist).value_or(std::string(StubAppDelegate::defaultDisplayName));
 
   EventLoop loop;
   LaunchContext context(identifier);
@@ -108,8 +108,9 @@ int run(const Opening& opening) {
   };
   ApplicationLinux application(loop, bus, context, identifier, showAbout);
   if (application.handOver(opening)) return 0;
-  if (bus.get() == nullptr)
+  if (bus.get() == nullptr) {
     Log::stub.notice("there is no session bus; nothing can be handed to this app while it runs");
+  }
 
   WorkspaceLinux workspace(loop, context);
   WindowListX11 windows;
@@ -133,8 +134,8 @@ int run(const Opening& opening) {
 int main(int argumentCount, char** arguments) {
   // Whoever started us may have had children reaped automatically, and ours are waited for.
   (void)std::signal(SIGCHLD, SIG_DFL);
-  (void)::mallopt(M_ARENA_MAX, 1);      // the second thread allocates little, and no memory of its own for that
   (void)std::signal(SIGPIPE, SIG_IGN);  // an X server that ends is no reason to end
+  (void)::mallopt(M_ARENA_MAX, 1);      // the second thread allocates too little to have memory of its own for that
   SystemLog log;
   Log::setSink(&log);
   try {

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/identity/bundle.h"
@@ -77,6 +78,9 @@ class StubAppDelegate final : public ApplicationDelegate {
   /// How long the same warning is not repeated.
   static constexpr std::chrono::seconds accessibilityWarningInterval{3600};
   static constexpr std::chrono::seconds groupWarningInterval{300};
+
+  /// What an app is called whose bundle does not say.
+  static constexpr std::string_view defaultDisplayName = "Corvana App";
 
   /// `bundle` is the proxy app's own.
   StubAppDelegate(const Bundle& bundle, const System& system);
@@ -155,7 +159,7 @@ class StubAppDelegate final : public ApplicationDelegate {
   const System system_;
   std::optional<std::string> bundleID_;
   std::optional<std::int64_t> stubRevision_;
-  std::string displayName_ = "Corvana App";
+  std::string displayName_{defaultDisplayName};
   StubConfig config_{.profileDirectory = "Default", .profileName = "Default"};
   StubNotificationHandler notificationHandler_;
 

@@ -5,7 +5,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/files.h"
 #include "platform/linux/application_bundle.h"
 #include "platform/linux/application_id.h"
 #include "platform/linux/application_linux.h"
@@ -64,7 +63,7 @@ std::string entryContent(const ApplicationBundle& bundle, const std::string& des
   set(G_KEY_FILE_DESKTOP_KEY_TRY_EXEC, bundle.executable.string());  // an entry whose bundle is gone does not count
   set(G_KEY_FILE_DESKTOP_KEY_DBUS_ACTIVATABLE, "true");
   set(G_KEY_FILE_DESKTOP_KEY_STARTUP_NOTIFY, "true");  // else launchers hand over no activation token
-  set("X-Corvana-Bundle", bundle.path.string());
+  set(DesktopEntry::bundleKey, bundle.path.string());
 
   std::string actions;
   for (const MenuItem& item : menu) {
@@ -98,19 +97,14 @@ void tellBus() {
   ::sd_bus_flush_close_unref(bus);
 }
 
-void write(const fs::path& file, const std::string& content) {
-  fs::create_directories(file.parent_path());
-  files::replace(file, content);
-}
-
 }  // namespace
 
 void ApplicationRegistrationLinux::add(const fs::path& bundle, const std::string& description,
                                        const std::vector<MenuItem>& menu) {
   const auto application = ApplicationBundle::read(fs::absolute(bundle));
   if (!application) throw std::runtime_error(bundle.string() + " is no application that could be registered");
-  write(serviceFor(application->identifier), serviceContent(*application));
-  write(entryFor(application->identifier), entryContent(*application, description, menu));
+  xdg::write(serviceFor(application->identifier), serviceContent(*application));
+  xdg::write(entryFor(application->identifier), entryContent(*application, description, menu));
   tellBus();
 }
 

@@ -139,7 +139,7 @@ DesktopEntry DesktopEntry::read(const std::filesystem::path& file) {
                                                nullptr) != 0,
           .flatpakID = stringUnder(keys.get(), "X-Flatpak"),
           .snapName = stringUnder(keys.get(), "X-SnapInstanceName"),
-          .bundle = stringUnder(keys.get(), "X-Corvana-Bundle")};
+          .bundle = stringUnder(keys.get(), DesktopEntry::bundleKey)};
 }
 
 std::optional<DesktopEntry> DesktopEntry::find(std::string_view desktopID) {

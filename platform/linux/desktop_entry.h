@@ -32,6 +32,8 @@ struct DesktopEntry {
   /// The Flatpak application or the snap that the entry starts; empty for ordinary programs.
   std::string flatpakID;
   std::string snapName;
+  /// The key under which our entries have their bundle.
+  static constexpr const char* bundleKey = "X-Corvana-Bundle";
   /// The bundle that the entry stands for, when it is one of ours; empty for others.
   std::filesystem::path bundle;
 

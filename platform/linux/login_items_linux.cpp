@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/files.h"
 #include "platform/linux/application_bundle.h"
 #include "platform/linux/desktop_entry.h"
 #include "platform/linux/key_file.h"
@@ -32,12 +31,6 @@ fs::path unitFor(std::string_view identifier) {
 fs::path wantFor(std::string_view identifier) {
   const fs::path unit = unitFor(identifier);
   return unit.parent_path() / "graphical-session.target.wants" / unit.filename();
-}
-
-/// As a whole: a half-written entry would have forgotten the user's choice.
-void write(const fs::path& file, const std::string& content) {
-  fs::create_directories(file.parent_path());
-  files::replace(file, content);
 }
 
 /// In quotes, with what has a meaning to systemd escaped (systemd.service(5), systemd.unit(5)). Variables are replaced
@@ -100,10 +93,10 @@ void LoginItemsLinux::add(std::string_view bundleIdentifier) {
   set(G_KEY_FILE_DESKTOP_KEY_EXEC, quotedForExec(bundle->executable.string()));
   set(G_KEY_FILE_DESKTOP_KEY_NO_DISPLAY, "true");
   if (hasUnit) set("X-systemd-skip", "true");  // else systemd would make a second unit of this entry
-  write(entryFor(bundleIdentifier), textOf(*keys));
+  xdg::write(entryFor(bundleIdentifier), textOf(*keys));
   if (!hasUnit) return;
 
-  write(unitFor(bundleIdentifier), unitContent(bundle->executable, entryFor(bundleIdentifier)));
+  xdg::write(unitFor(bundleIdentifier), unitContent(bundle->executable, entryFor(bundleIdentifier)));
   const fs::path want = wantFor(bundleIdentifier);
   fs::create_directories(want.parent_path());
   fs::remove(want);

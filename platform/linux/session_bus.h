@@ -2,9 +2,7 @@
 
 #include <systemd/sd-bus.h>
 
-#include <functional>
 #include <memory>
-#include <string>
 
 #include "platform/linux/event_loop.h"
 

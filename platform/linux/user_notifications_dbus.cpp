@@ -56,6 +56,13 @@ struct UserNotificationsDBus::Callbacks {
     return 0;
   }
 
+  /// The call has been sent: it lives as long as its slot, and that until the answer.
+  static void keep(std::unique_ptr<Call> call, sd_bus_slot* slot) {
+    call->notifications.calls_[call->number].reset(slot);
+    (void)::sd_bus_slot_set_destroy_callback(slot, deleteCall);
+    (void)call.release();
+  }
+
   static void deleteCall(void* userData) noexcept { delete static_cast<Call*>(userData); }
 
   static int onToken(sd_bus_message* signal, void* userData, sd_bus_error*) noexcept {
@@ -94,15 +101,11 @@ void UserNotificationsDBus::post(const std::string& title, const std::string& bo
   watchClicks();
   // The service may be one that the bus starts for this.
   sd_bus_slot* slot = nullptr;
-  const std::uint64_t number = nextCall_++;
-  auto call = std::make_unique<Callbacks::Call>(Callbacks::Call{*this, number, title, body});
+  auto call = std::make_unique<Callbacks::Call>(Callbacks::Call{*this, nextCall_++, title, body});
   if (::sd_bus_call_method_async(bus_.get(), &slot, service, path, interface, "GetCapabilities",
-                                 Callbacks::onCapabilities, call.get(), nullptr) < 0) {
-    return;
+                                 Callbacks::onCapabilities, call.get(), nullptr) >= 0) {
+    Callbacks::keep(std::move(call), slot);
   }
-  (void)::sd_bus_slot_set_destroy_callback(slot, Callbacks::deleteCall);
-  (void)call.release();
-  calls_[number].reset(slot);
 }
 
 void UserNotificationsDBus::watchClicks() {
@@ -125,19 +128,15 @@ void UserNotificationsDBus::send(std::uint64_t number, const std::string& title,
                                  bool hasMarkup) {
   const auto done = calls_.extract(number);  // the slot whose callback runs, until the end of it
   sd_bus_slot* slot = nullptr;
-  const std::uint64_t next = nextCall_++;
-  auto call = std::make_unique<Callbacks::Call>(Callbacks::Call{*this, next, {}, {}});
+  auto call = std::make_unique<Callbacks::Call>(Callbacks::Call{*this, nextCall_++, {}, {}});
   constexpr std::uint32_t replacesNothing = 0;
   constexpr std::int32_t serviceDecidesHowLong = -1;
   if (::sd_bus_call_method_async(bus_.get(), &slot, service, path, interface, "Notify", Callbacks::onPosted, call.get(),
                                  "susssasa{sv}i", name_.c_str(), replacesNothing, "", title.c_str(),
                                  (hasMarkup ? escapedForMarkup(body) : body).c_str(), 2, defaultAction, "Open", 1,
-                                 "desktop-entry", "s", applicationID_.c_str(), serviceDecidesHowLong) < 0) {
-    return;
+                                 "desktop-entry", "s", applicationID_.c_str(), serviceDecidesHowLong) >= 0) {
+    Callbacks::keep(std::move(call), slot);
   }
-  (void)::sd_bus_slot_set_destroy_callback(slot, Callbacks::deleteCall);
-  (void)call.release();
-  calls_[next].reset(slot);
 }
 
 }  // namespace corvana

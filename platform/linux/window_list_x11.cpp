@@ -1,7 +1,5 @@
 #include "platform/linux/window_list_x11.h"
 
-#include <cstdlib>
-
 #include "platform/linux/processes.h"
 #include "platform/linux/x11.h"
 
@@ -26,11 +24,7 @@ std::optional<std::vector<WindowDescription>> WindowListX11::windows() {
 }
 
 bool WindowListX11::canSeeOtherApplicationsWindows() {
-  const auto isSet = [](const char* name) {
-    const char* value = std::getenv(name);
-    return value != nullptr && value[0] != '\0';
-  };
-  if (!isSet("DISPLAY") || isSet("WAYLAND_DISPLAY")) return false;
+  if (x11::isWaylandSession()) return false;
   if (isComplete_) return *isComplete_;
   const auto connection = x11::Connection::open();
   return connection && connection->hasWindowManager();

@@ -1,7 +1,6 @@
 #include "platform/linux/window_shortcuts_x11.h"
 
 #include <array>
-#include <cstdlib>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -114,7 +113,7 @@ WindowShortcutsX11::~WindowShortcutsX11() = default;
 void WindowShortcutsX11::set(const std::vector<MenuItem>& menu) {
   keyboard_.reset();
   // Chrome's windows are Wayland's there, and an X server would be started just for this.
-  if (const char* wayland = std::getenv("WAYLAND_DISPLAY"); wayland != nullptr && wayland[0] != '\0') return;
+  if (x11::isWaylandSession()) return;
   auto connection = x11::Connection::open();
   if (!connection) return;
   auto shortcuts = shortcutsFor(menu, connection->get());

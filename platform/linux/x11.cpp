@@ -48,6 +48,11 @@ Client describe(const Connection& connection, const Questions& questions) {
 
 }  // namespace
 
+bool isWaylandSession() {
+  const char* display = std::getenv("WAYLAND_DISPLAY");
+  return display != nullptr && display[0] != '\0';
+}
+
 std::optional<std::span<const std::uint32_t>> Property::values() const {
   if (!reply_ || reply_->format != 32) return std::nullopt;
   return std::span{static_cast<const std::uint32_t*>(::xcb_get_property_value(reply_.get())), reply_->value_len};

@@ -10,6 +10,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace corvana::x11 {
@@ -19,6 +20,9 @@ struct Free {
 };
 template <class T>
 using Reply = std::unique_ptr<T, Free>;
+
+/// Whether the session is Wayland's, so that the X server has only those windows whose programs do not speak Wayland.
+bool isWaylandSession();
 
 /// A property of a window.
 class Property {

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "platform/files.h"
 #include "platform/user_directories.h"
 
 namespace corvana::xdg {
@@ -36,6 +37,11 @@ std::vector<std::filesystem::path> dataDirectories() {
     if (directory.starts_with('/')) directories.emplace_back(directory);
   }
   return directories;
+}
+
+void write(const std::filesystem::path& file, const std::string& content) {
+  std::filesystem::create_directories(file.parent_path());
+  files::replace(file, content);
 }
 
 }  // namespace corvana::xdg
