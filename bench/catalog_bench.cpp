@@ -17,11 +17,11 @@
 #include "core/browsers/browser_catalog.h"
 #include "core/browsers/chrome_profiles.h"
 #include "core/registry/registry.h"
-#include "platform/files.h"
-#include "platform/linux/application_handlers_gio.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/workspace_linux.h"
-#include "platform/property_list.h"
+#include "platform/desktop/application_handlers_gio.h"
+#include "platform/desktop/workspace_linux.h"
+#include "platform/files/files.h"
+#include "platform/files/property_list.h"
+#include "platform/loop/event_loop_linux.h"
 
 namespace {
 

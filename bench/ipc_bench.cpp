@@ -30,9 +30,9 @@
 #include "core/ipc/helper_link.h"
 #include "core/ipc/socket_server.h"
 #include "core/ipc/unix_socket.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/read_queue_linux.h"
-#include "platform/linux/workspace_linux.h"
+#include "platform/desktop/workspace_linux.h"
+#include "platform/loop/event_loop_linux.h"
+#include "platform/loop/read_queue_linux.h"
 #include "tests/support/private_bus.h"
 
 namespace {

@@ -23,9 +23,9 @@
 #include "core/identity/corvana.h"
 #include "core/ipc/socket_server.h"
 #include "creator/proxy_app_builder.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/read_queue_linux.h"
-#include "platform/unique_fd.h"
+#include "platform/loop/event_loop_linux.h"
+#include "platform/loop/read_queue_linux.h"
+#include "platform/process/unique_fd.h"
 
 namespace {
 

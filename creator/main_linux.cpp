@@ -7,11 +7,11 @@
 #include "core/identity/corvana.h"
 #include "core/identity/log.h"
 #include "creator/commands/commands.h"
-#include "platform/linux/application_handlers_gio.h"
-#include "platform/linux/application_registration_linux.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/system_log.h"
-#include "platform/linux/workspace_linux.h"
+#include "platform/desktop/application_handlers_gio.h"
+#include "platform/desktop/application_registration_linux.h"
+#include "platform/desktop/workspace_linux.h"
+#include "platform/log/system_log_linux.h"
+#include "platform/loop/event_loop_linux.h"
 
 int main(int argumentCount, char** arguments) try {
   using namespace corvana;

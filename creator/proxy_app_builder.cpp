@@ -7,7 +7,7 @@
 #include "core/identity/log.h"
 #include "core/stub/stub_revision.h"
 #include "creator/proxy_app_icon.h"
-#include "platform/uuid.h"
+#include "platform/text/uuid.h"
 
 namespace corvana {
 namespace {

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <optional>
 
-#include "platform/ascii.h"
-#include "platform/markup.h"
-#include "platform/text.h"
+#include "platform/text/ascii.h"
+#include "platform/text/markup.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "core/identity/url.h"
-#include "platform/scheduler.h"
-#include "platform/workspace.h"
+#include "platform/desktop/workspace.h"
+#include "platform/loop/scheduler.h"
 
 namespace corvana {
 

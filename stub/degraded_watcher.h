@@ -5,9 +5,9 @@
 #include <functional>
 
 #include "core/ipc/messages.h"
-#include "platform/scheduler.h"
-#include "platform/window_list.h"
-#include "platform/workspace.h"
+#include "platform/desktop/workspace.h"
+#include "platform/loop/scheduler.h"
+#include "platform/windows/window_list.h"
 
 namespace corvana {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/user_notifications.h"
-#include "platform/workspace.h"
+#include "platform/application/user_notifications.h"
+#include "platform/desktop/workspace.h"
 
 namespace corvana {
 

@@ -8,7 +8,7 @@
 #include "core/identity/field_hasher.h"
 #include "core/identity/log.h"
 #include "core/registry/registry.h"
-#include "platform/text.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 namespace {

@@ -11,8 +11,8 @@
 
 #include "core/routing/rule_document.h"
 #include "core/routing/rule_store.h"
-#include "platform/application_handlers.h"
-#include "platform/workspace.h"
+#include "platform/desktop/application_handlers.h"
+#include "platform/desktop/workspace.h"
 
 namespace corvana {
 

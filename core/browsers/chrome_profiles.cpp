@@ -9,8 +9,8 @@
 #include "core/identity/document_file.h"
 #include "core/identity/field_hasher.h"
 #include "core/identity/json_coding.h"
-#include "platform/files.h"
-#include "platform/text.h"
+#include "platform/files/files.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/property_list.h"
+#include "platform/files/property_list.h"
 
 namespace corvana {
 

@@ -1,9 +1,9 @@
 #include "core/identity/corvana.h"
 
-#include "platform/ascii.h"
-#include "platform/files.h"
-#include "platform/user_directories.h"
-#include "platform/uuid.h"
+#include "platform/files/files.h"
+#include "platform/files/user_directories.h"
+#include "platform/text/ascii.h"
+#include "platform/text/uuid.h"
 
 namespace corvana {
 namespace {

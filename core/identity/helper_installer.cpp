@@ -5,9 +5,9 @@
 #include "core/identity/bundle.h"
 #include "core/identity/corvana.h"
 #include "core/identity/log.h"
-#include "platform/bundle_copy.h"
-#include "platform/running_bundle.h"
-#include "platform/tools.h"
+#include "platform/desktop/running_bundle.h"
+#include "platform/files/bundle_copy.h"
+#include "platform/process/tools.h"
 
 namespace corvana {
 namespace {

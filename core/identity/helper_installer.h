@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/workspace.h"
+#include "platform/desktop/workspace.h"
 
 namespace corvana {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/log_sink.h"
+#include "platform/log/log_sink.h"
 
 namespace corvana {
 

@@ -7,8 +7,8 @@
 
 #include "core/identity/corvana.h"
 #include "core/identity/log.h"
-#include "platform/tools.h"
-#include "platform/user_directories.h"
+#include "platform/files/user_directories.h"
+#include "platform/process/tools.h"
 
 namespace corvana {
 

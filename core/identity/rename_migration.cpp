@@ -8,8 +8,8 @@
 #include "core/identity/helper_installer.h"
 #include "core/identity/json_coding.h"
 #include "core/identity/log.h"
-#include "platform/files.h"
-#include "platform/tools.h"
+#include "platform/files/files.h"
+#include "platform/process/tools.h"
 
 namespace corvana {
 namespace {

@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <optional>
 
-#include "platform/trash.h"
-#include "platform/user_defaults.h"
-#include "platform/workspace.h"
+#include "platform/desktop/workspace.h"
+#include "platform/files/trash.h"
+#include "platform/files/user_defaults.h"
 
 namespace corvana {
 

@@ -1,6 +1,6 @@
 // Apart from the rest of Corvana, so that only programs that make slugs load the Unicode data.
 #include "core/identity/corvana.h"
-#include "platform/text.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 

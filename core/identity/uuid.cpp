@@ -1,7 +1,7 @@
 #include "core/identity/uuid.h"
 
-#include "platform/ascii.h"
-#include "platform/uuid.h"
+#include "platform/text/ascii.h"
+#include "platform/text/uuid.h"
 
 namespace corvana {
 

@@ -7,8 +7,8 @@
 
 #include "core/ipc/framing.h"
 #include "core/ipc/messages.h"
-#include "platform/read_queue.h"
-#include "platform/unique_fd.h"
+#include "platform/loop/read_queue.h"
+#include "platform/process/unique_fd.h"
 
 namespace corvana {
 

@@ -8,7 +8,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/sockets.h"
+#include "platform/process/sockets.h"
 
 namespace corvana {
 namespace {

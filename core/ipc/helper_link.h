@@ -9,10 +9,10 @@
 
 #include "core/ipc/framing.h"
 #include "core/ipc/helper_connection.h"
-#include "platform/lifetime.h"
-#include "platform/read_queue.h"
-#include "platform/scheduler.h"
-#include "platform/workspace.h"
+#include "platform/desktop/workspace.h"
+#include "platform/loop/lifetime.h"
+#include "platform/loop/read_queue.h"
+#include "platform/loop/scheduler.h"
 
 namespace corvana {
 

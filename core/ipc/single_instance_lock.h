@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "platform/unique_fd.h"
+#include "platform/process/unique_fd.h"
 
 namespace corvana {
 

@@ -9,7 +9,7 @@
 
 #include "core/identity/log.h"
 #include "core/ipc/unix_socket.h"
-#include "platform/sockets.h"
+#include "platform/process/sockets.h"
 
 namespace corvana {
 namespace {

@@ -9,9 +9,9 @@
 
 #include "core/ipc/client_connection.h"
 #include "core/ipc/messages.h"
-#include "platform/lifetime.h"
-#include "platform/read_queue.h"
-#include "platform/scheduler.h"
+#include "platform/loop/lifetime.h"
+#include "platform/loop/read_queue.h"
+#include "platform/loop/scheduler.h"
 
 namespace corvana {
 

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/sockets.h"
+#include "platform/process/sockets.h"
 
 namespace corvana {
 namespace {

@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/unique_fd.h"
+#include "platform/process/unique_fd.h"
 
 namespace corvana {
 

@@ -9,11 +9,11 @@
 #include "core/identity/field_hasher.h"
 #include "core/identity/json_coding.h"
 #include "core/stub/stub_revision.h"
-#include "platform/base64.h"
-#include "platform/bookmark.h"
-#include "platform/files.h"
-#include "platform/text.h"
-#include "platform/user_directories.h"
+#include "platform/files/bookmark.h"
+#include "platform/files/files.h"
+#include "platform/files/user_directories.h"
+#include "platform/text/base64.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 namespace {

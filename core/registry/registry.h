@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "core/stub/stub_config.h"
-#include "platform/scheduler.h"
-#include "platform/workspace.h"
+#include "platform/desktop/workspace.h"
+#include "platform/loop/scheduler.h"
 
 namespace corvana {
 

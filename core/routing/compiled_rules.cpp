@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "core/routing/glob.h"
-#include "platform/text.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 namespace {

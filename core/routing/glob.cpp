@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/ascii.h"
-#include "platform/text.h"
+#include "platform/text/ascii.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 namespace {

@@ -4,8 +4,8 @@
 
 #include "core/routing/link_parts.h"
 #include "core/routing/link_router.h"
-#include "platform/ascii.h"
-#include "platform/text.h"
+#include "platform/text/ascii.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 

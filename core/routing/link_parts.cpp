@@ -6,8 +6,8 @@
 #include <limits>
 #include <utility>
 
-#include "platform/ascii.h"
-#include "platform/domain_names.h"
+#include "platform/text/ascii.h"
+#include "platform/text/domain_names.h"
 
 // Names in quotes are the URL Standard's own, of its algorithms and states.
 namespace corvana {

@@ -5,9 +5,9 @@
 #include "core/identity/field_hasher.h"
 #include "core/routing/glob.h"
 #include "core/routing/white_space.h"
-#include "platform/ascii.h"
-#include "platform/text.h"
-#include "platform/user_directories.h"
+#include "platform/files/user_directories.h"
+#include "platform/text/ascii.h"
+#include "platform/text/text.h"
 
 namespace corvana {
 namespace {

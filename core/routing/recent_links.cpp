@@ -8,8 +8,8 @@
 #include "core/identity/log.h"
 #include "core/identity/url.h"
 #include "core/routing/link_parts.h"
-#include "platform/ascii.h"
-#include "platform/user_directories.h"
+#include "platform/files/user_directories.h"
+#include "platform/text/ascii.h"
 
 namespace corvana {
 namespace {

@@ -4,8 +4,8 @@
 #include <map>
 
 #include "core/routing/link_router.h"
-#include "platform/ascii.h"
-#include "platform/domain_names.h"
+#include "platform/text/ascii.h"
+#include "platform/text/domain_names.h"
 
 namespace corvana {
 namespace {

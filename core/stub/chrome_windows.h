@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/window_list.h"
-#include "platform/workspace.h"
+#include "platform/desktop/workspace.h"
+#include "platform/windows/window_list.h"
 
 namespace corvana {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/application.h"
+#include "platform/application/application.h"
 
 namespace corvana {
 

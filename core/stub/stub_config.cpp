@@ -3,8 +3,8 @@
 #include "core/identity/field_hasher.h"
 #include "core/identity/json_coding.h"
 #include "core/identity/log.h"
-#include "platform/files.h"
-#include "platform/running_bundle.h"
+#include "platform/desktop/running_bundle.h"
+#include "platform/files/files.h"
 
 namespace corvana {
 namespace {

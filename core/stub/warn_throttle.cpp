@@ -5,7 +5,7 @@
 #include <string>
 
 #include "core/identity/corvana.h"
-#include "platform/files.h"
+#include "platform/files/files.h"
 
 namespace corvana {
 namespace {

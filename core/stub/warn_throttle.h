@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string_view>
 
-#include "platform/scheduler.h"
+#include "platform/loop/scheduler.h"
 
 namespace corvana {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/application_handlers.h"
-#include "platform/application_registration.h"
-#include "platform/scheduler.h"
-#include "platform/workspace.h"
+#include "platform/desktop/application_handlers.h"
+#include "platform/desktop/application_registration.h"
+#include "platform/desktop/workspace.h"
+#include "platform/loop/scheduler.h"
 
 namespace CLI {
 class App;

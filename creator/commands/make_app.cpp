@@ -17,8 +17,8 @@
 #include "creator/commands/commands.h"
 #include "creator/commands/desktop.h"
 #include "creator/proxy_app_builder.h"
-#include "platform/chrome_user_data.h"
-#include "platform/running_bundle.h"
+#include "platform/desktop/chrome_user_data.h"
+#include "platform/desktop/running_bundle.h"
 
 namespace corvana::commands {
 namespace {

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "core/identity/json_coding.h"
-#include "platform/text.h"
+#include "platform/text/text.h"
 
 namespace corvana::commands {
 namespace {

@@ -5,7 +5,7 @@
 #include "core/browsers/chrome_profiles.h"
 #include "creator/commands/commands.h"
 #include "creator/commands/output.h"
-#include "platform/chrome_user_data.h"
+#include "platform/desktop/chrome_user_data.h"
 
 namespace corvana::commands {
 namespace {

@@ -7,7 +7,7 @@
 #include "core/identity/document_file.h"
 #include "core/identity/json_coding.h"
 #include "core/identity/json_position.h"
-#include "platform/files.h"
+#include "platform/files/files.h"
 
 namespace corvana::commands {
 namespace {

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "core/registry/registry.h"
-#include "platform/linux/known_browsers.h"
+#include "platform/desktop/known_browsers_linux.h"
 #include "tests/fakes/fake_application_handlers.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/fakes/recording_log.h"

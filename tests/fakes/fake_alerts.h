@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/alerts.h"
+#include "platform/application/alerts.h"
 
 namespace corvana::fakes {
 

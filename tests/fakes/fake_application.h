@@ -3,7 +3,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/application.h"
+#include "platform/application/application.h"
 
 namespace corvana::fakes {
 

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/application_handlers.h"
+#include "platform/desktop/application_handlers.h"
 
 namespace corvana::fakes {
 

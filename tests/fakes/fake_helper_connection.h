@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/ipc/helper_connection.h"
-#include "platform/scheduler.h"
+#include "platform/loop/scheduler.h"
 
 namespace corvana::fakes {
 

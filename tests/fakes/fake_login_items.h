@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "platform/login_items.h"
+#include "platform/desktop/login_items.h"
 
 namespace corvana::fakes {
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/read_queue.h"
+#include "platform/loop/read_queue.h"
 
 namespace corvana::fakes {
 

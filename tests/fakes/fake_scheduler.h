@@ -5,8 +5,8 @@
 #include <deque>
 #include <utility>
 
-#include "platform/scheduler.h"
-#include "platform/timer_queue.h"
+#include "platform/loop/scheduler.h"
+#include "platform/loop/timer_queue.h"
 
 namespace corvana::fakes {
 

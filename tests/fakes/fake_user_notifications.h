@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/user_notifications.h"
+#include "platform/application/user_notifications.h"
 
 namespace corvana::fakes {
 

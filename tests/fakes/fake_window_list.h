@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/window_list.h"
+#include "platform/windows/window_list.h"
 
 namespace corvana::fakes {
 

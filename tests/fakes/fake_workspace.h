@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/workspace.h"
+#include "platform/desktop/workspace.h"
 
 namespace corvana::fakes {
 

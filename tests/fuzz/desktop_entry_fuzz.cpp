@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/linux/desktop_entry.h"
+#include "platform/desktop/desktop_entry_linux.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const corvana::DesktopEntry entry{

@@ -8,7 +8,7 @@
 #include "core/routing/compiled_rules.h"
 #include "core/routing/link_parts.h"
 #include "core/routing/white_space.h"
-#include "platform/text.h"
+#include "platform/text/text.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace corvana;

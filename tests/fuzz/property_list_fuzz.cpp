@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "core/stub/stub_config.h"
-#include "platform/property_list.h"
+#include "platform/files/property_list.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   try {

@@ -6,7 +6,7 @@
 
 #include "core/identity/json_coding.h"
 #include "core/registry/registry.h"
-#include "platform/bookmark.h"
+#include "platform/files/bookmark.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace corvana;

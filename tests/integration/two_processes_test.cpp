@@ -7,10 +7,10 @@
 
 #include "core/identity/corvana.h"
 #include "core/ipc/helper_link.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/read_queue_linux.h"
-#include "platform/linux/workspace_linux.h"
-#include "platform/property_list.h"
+#include "platform/desktop/workspace_linux.h"
+#include "platform/files/property_list.h"
+#include "platform/loop/event_loop_linux.h"
+#include "platform/loop/read_queue_linux.h"
 #include "tests/support/temporary_home.h"
 
 namespace corvana {

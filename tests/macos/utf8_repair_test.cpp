@@ -1,4 +1,4 @@
-#include "platform/macos/utf8_repair.h"
+#include "platform/text/utf8_repair.h"
 
 #include <gtest/gtest.h>
 

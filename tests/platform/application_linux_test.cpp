@@ -1,6 +1,6 @@
 // The program as an application of the desktop: on a session bus of the test's own, with several of them in one
 // process.
-#include "platform/linux/application_linux.h"
+#include "platform/application/application_linux.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,13 +10,13 @@
 #include <memory>
 #include <thread>
 
-#include "platform/linux/alerts_linux.h"
-#include "platform/linux/application_id.h"
-#include "platform/linux/application_registration_linux.h"
-#include "platform/linux/desktop_entry.h"
-#include "platform/linux/user_notifications_dbus.h"
-#include "platform/linux/workspace_linux.h"
-#include "platform/property_list.h"
+#include "platform/application/alerts_linux.h"
+#include "platform/application/user_notifications_dbus.h"
+#include "platform/desktop/application_id_linux.h"
+#include "platform/desktop/application_registration_linux.h"
+#include "platform/desktop/desktop_entry_linux.h"
+#include "platform/desktop/workspace_linux.h"
+#include "platform/files/property_list.h"
 #include "tests/fakes/fake_application.h"
 #include "tests/fakes/fake_user_notifications.h"
 #include "tests/support/private_bus.h"

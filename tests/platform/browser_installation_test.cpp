@@ -1,11 +1,11 @@
-#include "platform/linux/browser_installation.h"
+#include "platform/desktop/browser_installation_linux.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <map>
 
-#include "platform/linux/known_browsers.h"
+#include "platform/desktop/known_browsers_linux.h"
 #include "tests/support/temporary_home.h"
 
 namespace corvana {

@@ -1,4 +1,4 @@
-#include "platform/linux/desktop_entry.h"
+#include "platform/desktop/desktop_entry_linux.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

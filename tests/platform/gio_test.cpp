@@ -4,12 +4,12 @@
 
 #include <memory>
 
-#include "platform/linux/application_handlers_gio.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/trash_gio.h"
-#include "platform/linux/user_defaults_linux.h"
-#include "platform/linux/workspace_linux.h"
-#include "platform/property_list.h"
+#include "platform/desktop/application_handlers_gio.h"
+#include "platform/desktop/workspace_linux.h"
+#include "platform/files/property_list.h"
+#include "platform/files/trash_gio.h"
+#include "platform/files/user_defaults_linux.h"
+#include "platform/loop/event_loop_linux.h"
 #include "tests/fakes/fake_application_handlers.h"
 #include "tests/support/temporary_home.h"
 

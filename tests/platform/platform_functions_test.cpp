@@ -5,14 +5,14 @@
 #include <regex>
 #include <set>
 
-#include "platform/base64.h"
-#include "platform/bookmark.h"
-#include "platform/files.h"
-#include "platform/linux/system_log.h"
-#include "platform/property_list.h"
-#include "platform/text.h"
-#include "platform/user_directories.h"
-#include "platform/uuid.h"
+#include "platform/files/bookmark.h"
+#include "platform/files/files.h"
+#include "platform/files/property_list.h"
+#include "platform/files/user_directories.h"
+#include "platform/log/system_log_linux.h"
+#include "platform/text/base64.h"
+#include "platform/text/text.h"
+#include "platform/text/uuid.h"
 #include "tests/support/temporary_home.h"
 
 namespace corvana {

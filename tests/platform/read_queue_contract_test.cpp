@@ -8,8 +8,8 @@
 #include <csignal>
 #include <thread>
 
-#include "platform/linux/event_loop.h"
-#include "platform/linux/read_queue_linux.h"
+#include "platform/loop/event_loop_linux.h"
+#include "platform/loop/read_queue_linux.h"
 #include "tests/fakes/fake_read_queue.h"
 
 namespace corvana {

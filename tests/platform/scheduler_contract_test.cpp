@@ -3,7 +3,7 @@
 
 #include <thread>
 
-#include "platform/linux/event_loop.h"
+#include "platform/loop/event_loop_linux.h"
 #include "tests/fakes/fake_scheduler.h"
 
 namespace corvana {

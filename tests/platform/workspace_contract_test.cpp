@@ -6,9 +6,9 @@
 
 #include <csignal>
 
-#include "platform/linux/desktop_entry.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/workspace_linux.h"
+#include "platform/desktop/desktop_entry_linux.h"
+#include "platform/desktop/workspace_linux.h"
+#include "platform/loop/event_loop_linux.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/support/temporary_home.h"
 

@@ -7,7 +7,7 @@
 #include "core/identity/json_coding.h"
 #include "core/stub/stub_revision.h"
 #include "core/stub/warn_throttle.h"
-#include "platform/property_list.h"
+#include "platform/files/property_list.h"
 #include "tests/fakes/fake_scheduler.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/support/temporary_home.h"

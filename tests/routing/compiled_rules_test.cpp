@@ -9,8 +9,8 @@
 
 #include "core/routing/glob.h"
 #include "core/routing/rule_check.h"
-#include "platform/text.h"
-#include "platform/user_directories.h"
+#include "platform/files/user_directories.h"
+#include "platform/text/text.h"
 #include "tests/support/stress.h"
 #include "tests/support/temporary_home.h"
 

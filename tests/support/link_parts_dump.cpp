@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "core/routing/link_parts.h"
-#include "platform/ascii.h"
+#include "platform/text/ascii.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include "core/ipc/framing.h"
 #include "core/ipc/single_instance_lock.h"
 #include "core/ipc/socket_server.h"
-#include "platform/linux/event_loop.h"
-#include "platform/linux/read_queue_linux.h"
+#include "platform/loop/event_loop_linux.h"
+#include "platform/loop/read_queue_linux.h"
 
 int main() {
   using namespace corvana;

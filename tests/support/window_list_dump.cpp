@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/linux/window_list_x11.h"
+#include "platform/windows/window_list_x11.h"
 
 int main() {
   corvana::WindowListX11 list;

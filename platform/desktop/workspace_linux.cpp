@@ -1,0 +1,141 @@
+#include "platform/desktop/workspace_linux.h"
+
+#include <algorithm>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include "platform/desktop/application_bundle_linux.h"
+#include "platform/desktop/application_id_linux.h"
+#include "platform/desktop/browser_installation_linux.h"
+#include "platform/desktop/known_browsers_linux.h"
+#include "platform/files/user_directories.h"
+#include "platform/process/systemd_user_linux.h"
+
+namespace corvana {
+namespace {
+
+/// What is wrong with how a program ended; nothing when all is well.
+std::optional<OpenError> errorFrom(const std::string& program, const siginfo_t& ending) {
+  if (ending.si_code == CLD_EXITED && ending.si_status == 0) return std::nullopt;
+  const char* how = ending.si_code == CLD_EXITED ? " ended at once with exit status " : " was ended at once by signal ";
+  return OpenError{program + how + std::to_string(ending.si_status)};
+}
+
+}  // namespace
+
+std::optional<std::filesystem::path> WorkspaceLinux::urlForApplication(std::string_view bundleIdentifier) {
+  if (knownBrowser(bundleIdentifier) != nullptr) {
+    const auto browser = BrowserInstallation::find(bundleIdentifier);
+    return browser ? std::optional(browser->entry.file) : std::nullopt;
+  }
+  auto entry = DesktopEntry::find(std::string(bundleIdentifier).append(".desktop"));
+  if (!entry) entry = DesktopEntry::find(applicationID(bundleIdentifier).append(".desktop"));
+  if (!entry) return std::nullopt;
+  return entry->bundle.empty() ? entry->file : entry->bundle;
+}
+
+std::vector<RunningApplication> WorkspaceLinux::runningApplications(std::string_view bundleIdentifier) {
+  std::vector<pid_t> found;
+  if (knownBrowser(bundleIdentifier) == nullptr) {
+    found = ApplicationBundle::processes(bundleIdentifier);
+  } else if (const auto browser = BrowserInstallation::find(bundleIdentifier)) {
+    if (const auto process = browser->mainProcess()) found.push_back(*process);
+  }
+  std::vector<RunningApplication> result;
+  for (const pid_t process : found) {
+    result.push_back({.bundleIdentifier = std::string(bundleIdentifier), .processIdentifier = process});
+  }
+  return result;
+}
+
+void WorkspaceLinux::openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
+                                     OpenCompletion completion) {
+  const auto hasZeroByte = [](const std::string& text) { return text.find('\0') != std::string::npos; };
+  if (std::ranges::any_of(configuration.arguments, hasZeroByte)) {
+    return report(std::move(completion), OpenError{"an argument holds a zero byte, which no program can be given"});
+  }
+  if (file.extension() == ".app") return openBundle(file, configuration, std::move(completion));
+  const auto browser = BrowserInstallation::at(file);
+  if (browser && !configuration.createsNewApplicationInstance && browser->mainProcess()) {
+    return report(std::move(completion), std::nullopt);
+  }
+  try {
+    const DesktopEntry entry = DesktopEntry::read(file);
+    const std::vector<std::string> command = entry.commandLine(configuration.arguments);
+    const auto directory = entry.workingDirectory.empty() ? userDirectories::home() : entry.workingDirectory;
+    std::vector<std::string> environment = context_.environment();
+    // Chrome decides at its start whether its windows can be told apart, and closed, over the accessibility bus.
+    if (browser) environment.emplace_back("ACCESSIBILITY_ENABLED=1");
+    (void)start(command, directory, environment, std::move(completion));
+  } catch (const DesktopEntryError& error) {
+    report(std::move(completion), OpenError{error.what()});
+  }
+}
+
+void WorkspaceLinux::openBundle(const std::filesystem::path& path, const OpenConfiguration& configuration,
+                                OpenCompletion completion) {
+  const auto bundle = ApplicationBundle::read(path);
+  if (!bundle) return report(std::move(completion), OpenError{path.string() + ": there is no application"});
+  if (!configuration.createsNewApplicationInstance && bundle->isRunning()) {
+    return report(std::move(completion), std::nullopt);
+  }
+  std::vector<std::string> command{bundle->executable.string()};
+  command.insert(command.end(), configuration.arguments.begin(), configuration.arguments.end());
+  const pid_t process = start(command, userDirectories::home(), context_.environment(), std::move(completion));
+  if (process > 0) systemdUser::moveToOwnScope(process, bundle->identifier);
+}
+
+pid_t WorkspaceLinux::start(const std::vector<std::string>& command, const std::filesystem::path& directory,
+                            const std::vector<std::string>& environment, OpenCompletion completion) {
+  const std::uint64_t number = nextChild_++;
+  try {
+    auto process = std::make_unique<ChildProcess>(
+        loop_, command, directory, environment,
+        [this, number, program = command.front()](const std::optional<siginfo_t>& ending) {
+          childEnded(number, program, ending);
+        });
+    const pid_t id = process->id();
+    if (!process->isWatched()) {
+      report(std::move(completion), std::nullopt);
+      return id;
+    }
+    Child& child = children_.emplace(number, Child{std::move(process), {}, std::move(completion)}).first->second;
+    child.startUp = loop_.after(startUpTime_, [this, number] {
+      report(std::exchange(children_.at(number).completion, nullptr), std::nullopt);
+    });
+    return id;
+  } catch (const std::system_error& error) {
+    report(std::move(completion),
+           OpenError{"cannot start " + command.front() + " in " + directory.string() + ": " + error.code().message()});
+    return 0;
+  }
+}
+
+void WorkspaceLinux::terminate(const RunningApplication& application) {
+  signal(application, SIGTERM);
+}
+
+void WorkspaceLinux::forceTerminate(const RunningApplication& application) {
+  signal(application, SIGKILL);
+}
+
+void WorkspaceLinux::signal(const RunningApplication& application, int number) {
+  // The process may have ended, and its number be another's by now.
+  const auto running = runningApplications(application.bundleIdentifier);
+  if (std::ranges::count(running, application) > 0) (void)::kill(application.processIdentifier, number);
+}
+
+void WorkspaceLinux::childEnded(std::uint64_t number, const std::string& program,
+                                const std::optional<siginfo_t>& ending) {
+  const Child child = std::move(children_.extract(number).mapped());
+  // Unknown only when whoever started us made the system reap our children; that is no reason to speak of a failure.
+  report(child.completion, ending ? errorFrom(program, *ending) : std::nullopt);
+}
+
+void WorkspaceLinux::report(OpenCompletion completion, std::optional<OpenError> error) {
+  if (!completion) return;
+  loop_.post([completion = std::move(completion), error = std::move(error)] { completion(error); });
+}
+
+}  // namespace corvana
