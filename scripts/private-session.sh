@@ -3,7 +3,8 @@
 # desktop entry that starts the installed Chromium quietly. For machines without a display, and for tests.
 #
 # Usage: private-session.sh start FOLDER [SECONDS]   starts one and writes FOLDER/environment, to be sourced by users;
-#                                                    it ends by itself after SECONDS (default 600)
+#                                                    it ends by itself after SECONDS (default 600); one that is running
+#                                                    stays as long from now on
 #        private-session.sh stop FOLDER              ends it, with what runs in it
 set -euo pipefail
 self=$(realpath "$0")
@@ -104,31 +105,77 @@ supervise() {
         echo "unset ${foreign_variables[*]}"
     } >"$folder/environment.new"
     mv "$folder/environment.new" "$folder/environment"
-    sleep "$2" 9<&- &
-    children+=($!)
-    wait $! || true
+    stay
     exit 0
 }
 
-start() {
-    local folder=$1 seconds=${2:-600}
-    if ! is_running "$folder"; then
-        if [[ -e $folder && ! -e $folder/session.lock && -n $(ls -A "$folder") ]]; then
-            echo "$folder is not empty and holds no private session" >&2
-            return 1
-        fi
-        rm -rf "$folder"
-        mkdir -p "$folder"
-        : >"$folder/session.lock"
-        write_desktop_entries "$folder"
-        write_profiles "$folder"
-        setsid "$self" supervise "$folder" "$seconds" </dev/null >"$folder/log" 2>&1 &
+# Until the deadline, which another start may put off for as long as there is a session to find.
+stay() {
+    local seconds
+    while :; do
+        exec 8>"$folder/deadline.lock"
+        flock 8
+        seconds=$(($(<"$folder/deadline") - $(date +%s)))
+        ((seconds > 0)) || break
+        exec 8>&-
+        sleep "$seconds" 9<&- &
+        children+=($!)
+        wait $! || true
+    done
+    rm -f "$folder/environment"
+    exec 8>&-
+}
+
+# Whether the session was there to be prolonged.
+prolong() {
+    local folder=$1 seconds=$2 deadline
+    [[ -e $folder/deadline ]] || return 1
+    exec 8>"$folder/deadline.lock"
+    flock 8
+    deadline=$(($(date +%s) + seconds))
+    if [[ -e $folder/environment ]]; then
+        ((deadline <= $(<"$folder/deadline"))) || echo "$deadline" >"$folder/deadline"
+        exec 8>&-
+        return 0
     fi
-    if ! wait_until 40 test -f "$folder/environment"; then
+    exec 8>&-
+    return 1
+}
+
+start() {
+    local folder=$1 seconds=${2:-600} attempts=2
+    mkdir -p "$(dirname "$folder")"
+    exec 7>"$folder.lock" # of two starts at once the second finds the session of the first
+    flock 7
+    # One that is just ending is waited for.
+    until is_running "$folder" && prolong "$folder" "$seconds"; do
+        wait_until 20 eval "! is_running '$folder' || [[ -e '$folder/environment' ]]" || break
+        is_running "$folder" && continue
+        ((attempts-- > 0)) || break
+        launch "$folder" "$seconds"
+        wait_until 40 eval "[[ -f '$folder/environment' ]] || ! is_running '$folder'" || break
+    done
+    if [[ ! -f $folder/environment ]]; then
         echo "the private session did not start:" >&2
         cat "$folder/log" >&2
         return 1
     fi
+}
+
+launch() {
+    local folder=$1
+    if [[ -e $folder && ! -e $folder/session.lock && -n $(ls -A "$folder") ]]; then
+        echo "$folder is not empty and holds no private session" >&2
+        exit 1
+    fi
+    rm -rf "$folder"
+    mkdir -p "$folder"
+    : >"$folder/session.lock"
+    echo $(($(date +%s) + $2)) >"$folder/deadline"
+    write_desktop_entries "$folder"
+    write_profiles "$folder"
+    setsid "$self" supervise "$folder" </dev/null >"$folder/log" 2>&1 7>&- &
+    wait_until 10 is_running "$folder"
 }
 
 stop() {
@@ -143,6 +190,6 @@ folder=$(realpath -m "$2")
 case $command in
     start) start "$folder" "${3:-600}" ;;
     stop) stop "$folder" ;;
-    supervise) supervise "$folder" "$3" ;;
+    supervise) supervise "$folder" ;;
     *) echo "unknown command: $command" >&2; exit 2 ;;
 esac
