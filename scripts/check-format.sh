@@ -5,5 +5,5 @@ cd "$(dirname "$0")/.."
 
 mode=(--dry-run -Werror)
 [[ ${1:-} != --fix ]] || mode=(-i)
-find bench core creator platform stub tests \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print0 |
+find bench core creator helper platform stub tests \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print0 |
     xargs -0 clang-format-14 "${mode[@]}"

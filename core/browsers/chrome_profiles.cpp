@@ -47,13 +47,11 @@ ChromeProfile profileFrom(const std::string& directory, const json& entry) {
 }
 
 /// From a directory to its place. A list that names one twice is none that Chrome has written, and whatever were made
-/// of it could open the wrong profile: that ends the process.
+/// of it could open the wrong profile.
 std::map<std::string, std::size_t> placesIn(const std::vector<std::string>& order) {
   std::map<std::string, std::size_t> places;
   for (const std::string& directory : order) {
-    if (places.try_emplace(directory, places.size()).second) continue;
-    std::fprintf(stderr, "Duplicate values for key: '%s'\n", directory.c_str());
-    std::abort();
+    if (!places.try_emplace(directory, places.size()).second) throw ChromeProfiles::DuplicateProfile(directory);
   }
   return places;
 }
@@ -102,6 +100,15 @@ std::vector<ChromeProfile> ChromeProfiles::load(const std::filesystem::path& loc
 }
 
 std::vector<ChromeProfile> ChromeProfiles::parse(std::string_view localState) {
+  try {
+    return parseOrThrow(localState);
+  } catch (const DuplicateProfile& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    std::abort();
+  }
+}
+
+std::vector<ChromeProfile> ChromeProfiles::parseOrThrow(std::string_view localState) {
   json document;
   try {
     document = parseJSON(localState);

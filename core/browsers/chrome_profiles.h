@@ -4,7 +4,9 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace corvana {
@@ -42,6 +44,15 @@ struct ChromeProfiles {
 
   /// The same from the file's text.
   static std::vector<ChromeProfile> parse(std::string_view localState);
+
+  /// Chrome's order names a profile twice.
+  class DuplicateProfile : public std::runtime_error {
+   public:
+    explicit DuplicateProfile(const std::string& directory)
+        : std::runtime_error("Duplicate values for key: '" + directory + "'") {}
+  };
+  /// The same for a program that must outlive such a file. Throws DuplicateProfile.
+  static std::vector<ChromeProfile> parseOrThrow(std::string_view localState);
 };
 
 }  // namespace corvana
