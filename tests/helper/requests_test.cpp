@@ -196,16 +196,50 @@ TEST_F(RequestsTest, ActivatingRaisesTheWindowsInTheirOrder) {
   ask(work, request(activate));
   EXPECT_EQ(told(work), Lines{"error: the windows could not be brought forward"});
   chrome.isStopped = true;
+  const std::size_t before = chrome.raised.size();
   ask(work, request(activate));
   ask(work, request(activate));
   EXPECT_EQ(told(work), Lines{});
+  EXPECT_EQ(chrome.raised.size(), before + 1) << "one after the other";
   scheduler.advance(4500ms);
   EXPECT_EQ(told(work), Lines{"error: the windows did not come forward in time"});
   scheduler.advance(4500ms);
-  EXPECT_EQ(told(work).size(), 1u) << "one after the other";
+  EXPECT_EQ(told(work).size(), 1u);
   chrome.goOn();
   scheduler.runPosted();
   EXPECT_EQ(told(work), Lines{});
+}
+
+TEST_F(RequestsTest, AWindowThatClosesWhileItIsRaisedIsNoFailure) {
+  ask(work, hello("Default"));
+  open(1, "Work");
+  open(2, "Work");
+  scheduler.runPosted();
+  told(work);
+  chrome.isStopped = true;
+  ask(work, request(activate));
+  shut(2);
+  chrome.goOn();
+  scheduler.runPosted();
+  EXPECT_EQ(told(work).back(), "raised");
+  EXPECT_EQ(chrome.active, 1u);
+}
+
+TEST_F(RequestsTest, ALaunchIsOverWhenItsWindowHasCome) {
+  ask(work, hello("Default"));
+  ask(work, request(noteLaunch));
+  scheduler.advance(1s);
+  open(1, "Work");
+  scheduler.runPosted();
+  shut(1);
+  scheduler.runPosted();
+  EXPECT_EQ(told(work).back(), "0 certain");
+  open(1, "Work");
+  scheduler.runPosted();
+  ask(work, request(noteLaunch));  // a second one, while the first is there
+  shut(1);
+  scheduler.runPosted();
+  EXPECT_EQ(told(work).back(), "0 unclassified");
 }
 
 TEST_F(RequestsTest, ClosingClosesJustTheAppsWindows) {
