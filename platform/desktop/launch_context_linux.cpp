@@ -8,6 +8,8 @@
 #include <optional>
 #include <utility>
 
+#include "platform/desktop/launch_mark.h"
+
 namespace corvana {
 namespace {
 
@@ -46,7 +48,7 @@ void LaunchContext::userActed(std::string startupID, std::string activationToken
 }
 
 std::string LaunchContext::startupIDPrefix() const {
-  return "corvana:" + application_ + ":";
+  return launchMark::prefix(application_);
 }
 
 std::vector<std::string> LaunchContext::environment() {
