@@ -44,3 +44,17 @@ function(corvana_library name)
   add_library(${name} STATIC ${arg_SOURCES})
   target_link_libraries(${name} PUBLIC corvana_compile_options ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS})
 endfunction()
+
+# corvana_bundle_program(TARGET BUNDLE IDENTIFIER NAME): the program lies in the application bundle of that path below the
+# build folder, as it does when it is installed, so that programs find each other the same way in both places.
+function(corvana_bundle_program target bundle identifier name)
+  set(contents "${PROJECT_BINARY_DIR}/${bundle}/Contents")
+  get_target_property(CORVANA_EXECUTABLE ${target} OUTPUT_NAME)
+  if(NOT CORVANA_EXECUTABLE)
+    set(CORVANA_EXECUTABLE ${target})
+  endif()
+  set(CORVANA_IDENTIFIER "${identifier}")
+  set(CORVANA_NAME "${name}")
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${contents}/MacOS")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/Info.plist.in" "${contents}/Info.plist" @ONLY)
+endfunction()

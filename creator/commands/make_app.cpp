@@ -71,7 +71,8 @@ void makeApp(Options options, const System& system) {
   options.config.profileDirectory = profile.directory;
   if (options.config.profileName.empty()) options.config.profileName = profile.name;
   options.config.tabGroupName = options.tabGroup;
-  if (options.stubExecutable.empty()) options.stubExecutable = runningBundlePath() / "../stub/CorvanaStub";
+  if (options.stubExecutable.empty())
+    options.stubExecutable = runningBundlePath() / Corvana::stubTemplateInBundle / "Contents/MacOS/CorvanaStub";
   options.destination = std::filesystem::absolute(options.destination);
 
   Registry registry = Registry::load();
