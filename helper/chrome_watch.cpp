@@ -36,6 +36,13 @@ void ChromeWatch::expectWindow(const std::string& profileDirectory) {
   announce();
 }
 
+void ChromeWatch::lookAgain() {
+  profiles_.reloadIfChanged();
+  sightChanged();
+  windowsChanged();
+  readAgain(true);
+}
+
 void ChromeWatch::setProfilesWithGroups(std::set<std::string> profiles) {
   if (profiles == profilesWithGroups_) return;
   profilesWithGroups_ = std::move(profiles);

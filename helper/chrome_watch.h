@@ -46,6 +46,8 @@ class ChromeWatch final : private BrowserWindows::Observer {
   bool isTrusted() const { return isTrusted_; }
 
   void expectWindow(const std::string& profileDirectory);
+  /// Asks for everything anew that changes are usually told of.
+  void lookAgain();
   /// The profiles whose tab groups somebody needs to know.
   void setProfilesWithGroups(std::set<std::string> profiles);
   /// Reads all groups of the profile anew; `done` is told when that is over.

@@ -98,6 +98,7 @@ WindowAudience RequestHandler::audienceFor(const ClientConnection& client, const
 
 void RequestHandler::tellStatus(const Clients::Connection& client, const Request& request,
                                 const ChromeOperation::Answer& answer) {
+  if (request.deep.value_or(false)) context_.watch.lookAgain();
   const BrowserSight& sight = context_.watch.book().sight();
   Response response{.ok = true, .chromePID = sight.process};
   if (const WindowAudience audience = audienceFor(*client, request); !audience.profileDirectory.empty()) {
