@@ -2,21 +2,10 @@
 
 #include <systemd/sd-bus.h>
 
-#include <memory>
-
+#include "platform/loop/bus_linux.h"
 #include "platform/loop/event_loop_linux.h"
 
 namespace corvana {
-
-struct UnrefBusMessage {
-  void operator()(sd_bus_message* message) const { ::sd_bus_message_unref(message); }
-};
-struct UnrefBusSlot {
-  void operator()(sd_bus_slot* slot) const { ::sd_bus_slot_unref(slot); }
-};
-/// What sd-bus hands over to its caller, owned. A slot's owner is what keeps its callback.
-using BusMessage = std::unique_ptr<sd_bus_message, UnrefBusMessage>;
-using BusSlot = std::unique_ptr<sd_bus_slot, UnrefBusSlot>;
 
 /// The program's one connection to the session bus, served by the loop. Main thread.
 class SessionBus {
