@@ -21,21 +21,6 @@ xcb_window_t topmostWindow(const x11::Connection& connection, pid_t process) {
   return result;
 }
 
-void requestActivation(const x11::Connection& connection, xcb_window_t window, std::uint32_t userTime) {
-  constexpr std::uint32_t onBehalfOfTheUser = 2;  // as a pager or a dock asks
-  xcb_client_message_event_t message{};
-  message.response_type = XCB_CLIENT_MESSAGE;
-  message.format = 32;
-  message.window = window;
-  message.type = connection.atom(Atom::activeWindow);
-  message.data.data32[0] = onBehalfOfTheUser;
-  message.data.data32[1] = userTime;
-  ::xcb_send_event(connection.get(), 0, connection.root(),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&message));
-  ::xcb_flush(connection.get());
-}
-
 }  // namespace
 
 struct WindowActivatorX11::Attempt {
@@ -66,7 +51,7 @@ void WindowActivatorX11::activate(pid_t process, std::uint32_t userTime, std::fu
     return finish(false);  // out of descriptors
   }
   attempt_->timeout = loop_.after(limit, [this] { finish(false); });
-  requestActivation(attempt_->connection, window, userTime);
+  attempt_->connection.requestActivation(window, userTime);
   check();
 }
 

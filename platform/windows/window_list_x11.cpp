@@ -27,7 +27,7 @@ bool WindowListX11::canSeeOtherApplicationsWindows() {
   if (x11::isWaylandSession()) return false;
   if (isComplete_) return *isComplete_;
   const auto connection = x11::Connection::open();
-  return connection && connection->hasWindowManager();
+  return connection && connection->windowManager() != XCB_WINDOW_NONE;
 }
 
 }  // namespace corvana

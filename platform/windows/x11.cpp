@@ -17,32 +17,21 @@ struct Questions {
   xcb_get_geometry_cookie_t geometry;
 };
 
-xcb_get_property_cookie_t ask(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t property,
-                              std::uint32_t length) {
-  return ::xcb_get_property(connection, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, length);
-}
-
-Property answerTo(xcb_connection_t* connection, xcb_get_property_cookie_t cookie) {
-  return Property(Reply<xcb_get_property_reply_t>(::xcb_get_property_reply(connection, cookie, nullptr)));
-}
-
 bool hasBrowserRole(const Property& role) {
   return role.text() == "browser" || role.text() == "pop-up";
 }
 
 Client describe(const Connection& connection, const Questions& questions) {
-  const Property pid = answerTo(connection.get(), questions.pid);
-  const Property type = answerTo(connection.get(), questions.type);
-  const Property role = answerTo(connection.get(), questions.role);
+  const Property pid = connection.answer(questions.pid);
+  const Property type = connection.answer(questions.type);
+  const Property role = connection.answer(questions.role);
   const Reply<xcb_get_geometry_reply_t> geometry(
       ::xcb_get_geometry_reply(connection.get(), questions.geometry, nullptr));
 
   Client client{.window = questions.window};
   if (const auto value = pid.firstValue()) client.owner = static_cast<pid_t>(*value);
   if (geometry) client.height = geometry->height;
-  const auto types = type.values().value_or(std::span<const std::uint32_t>());
-  const bool isNormal = types.empty() || std::ranges::count(types, connection.atom(Connection::Atom::normalType)) > 0;
-  client.isBrowserWindow = isNormal && hasBrowserRole(role);
+  client.isBrowserWindow = connection.isBrowserWindow(type, role);
   return client;
 }
 
@@ -81,10 +70,22 @@ std::optional<Connection> Connection::open() {
 }
 
 bool Connection::findAtoms() {
-  constexpr std::array<std::string_view, atomCount> names{
-      "_NET_CLIENT_LIST", "_NET_CLIENT_LIST_STACKING", "_NET_ACTIVE_WINDOW",         "_NET_SUPPORTING_WM_CHECK",
-      "_NET_WM_PID",      "_NET_WM_WINDOW_TYPE",       "_NET_WM_WINDOW_TYPE_NORMAL", "WM_WINDOW_ROLE",
-      "_NET_STARTUP_ID",  "_NET_STARTUP_INFO_BEGIN",   "_NET_STARTUP_INFO"};
+  constexpr std::array<std::string_view, atomCount> names{"_NET_CLIENT_LIST",
+                                                          "_NET_CLIENT_LIST_STACKING",
+                                                          "_NET_ACTIVE_WINDOW",
+                                                          "_NET_CLOSE_WINDOW",
+                                                          "_NET_RESTACK_WINDOW",
+                                                          "_NET_SUPPORTING_WM_CHECK",
+                                                          "_NET_WM_NAME",
+                                                          "_NET_WM_STATE",
+                                                          "_NET_WM_STATE_HIDDEN",
+                                                          "_NET_WM_PID",
+                                                          "_NET_WM_WINDOW_TYPE",
+                                                          "_NET_WM_WINDOW_TYPE_NORMAL",
+                                                          "WM_WINDOW_ROLE",
+                                                          "_NET_STARTUP_ID",
+                                                          "_NET_STARTUP_INFO_BEGIN",
+                                                          "_NET_STARTUP_INFO"};
   std::array<xcb_intern_atom_cookie_t, atomCount> cookies{};
   for (std::size_t i = 0; i < atomCount; ++i) {
     cookies[i] = ::xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(names[i].size()), names[i].data());
@@ -110,31 +111,68 @@ bool Connection::isBrowserWindow(xcb_window_t window) const {
   return hasBrowserRole(property(window, Atom::role, 32));
 }
 
+bool Connection::isBrowserWindow(const Property& type, const Property& role) const {
+  const auto types = type.values().value_or(std::span<const std::uint32_t>());
+  const bool isNormal = types.empty() || std::ranges::count(types, atom(Atom::normalType)) > 0;
+  return isNormal && hasBrowserRole(role);
+}
+
 Reply<xcb_generic_event_t> Connection::nextEvent() const {
   ::xcb_flush(get());
   return Reply<xcb_generic_event_t>(::xcb_poll_for_event(get()));
 }
 
-bool Connection::hasWindowManager() const {
-  const auto window = property(root_, Atom::windowManager, 1).firstValue();
-  return window && property(*window, Atom::windowManager, 1).firstValue() == window;
+Property Connection::property(xcb_window_t window, Atom property, std::uint32_t length) const {
+  return answer(ask(window, property, length));
 }
 
-Property Connection::property(xcb_window_t window, Atom property, std::uint32_t length) const {
-  return answerTo(get(), ask(get(), window, atom(property), length));
+xcb_get_property_cookie_t Connection::ask(xcb_window_t window, Atom property, std::uint32_t length) const {
+  return ::xcb_get_property(get(), 0, window, atom(property), XCB_GET_PROPERTY_TYPE_ANY, 0, length);
+}
+
+Property Connection::answer(xcb_get_property_cookie_t question) const {
+  return Property(Reply<xcb_get_property_reply_t>(::xcb_get_property_reply(get(), question, nullptr)));
+}
+
+void Connection::tellWindowManager(xcb_window_t window, Atom type, const std::array<std::uint32_t, 5>& data) const {
+  xcb_client_message_event_t message{};
+  message.response_type = XCB_CLIENT_MESSAGE;
+  message.format = 32;
+  message.window = window;
+  message.type = atom(type);
+  std::ranges::copy(data, message.data.data32);
+  ::xcb_send_event(get(), 0, root(), XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&message));
+  ::xcb_flush(get());
+}
+
+void Connection::requestActivation(xcb_window_t window, std::uint32_t userTime) const {
+  tellWindowManager(window, Atom::activeWindow, {onBehalfOfTheUser, userTime});
+}
+
+xcb_window_t Connection::windowManager() const {
+  const auto window = property(root_, Atom::windowManager, 1).firstValue();
+  return window && property(*window, Atom::windowManager, 1).firstValue() == window ? *window
+                                                                                    : xcb_window_t{XCB_WINDOW_NONE};
+}
+
+std::optional<std::vector<xcb_window_t>> Connection::clientWindows(Atom list) const {
+  if (windowManager() == XCB_WINDOW_NONE) return std::nullopt;
+  const Property property = this->property(root_, list, mostWindows);
+  const auto windows = property.values();
+  if (!windows) return std::nullopt;
+  return std::vector<xcb_window_t>(windows->begin(), windows->end());
 }
 
 std::optional<std::vector<Client>> Connection::clients(Atom list) const {
-  if (!hasWindowManager()) return std::nullopt;
-  const Property property = this->property(root_, list, mostWindows);
-  const auto windows = property.values();
+  const auto windows = clientWindows(list);
   if (!windows) return std::nullopt;
   std::vector<Questions> questions;
   for (const xcb_window_t window : *windows) {
     questions.push_back({.window = window,
-                         .pid = ask(get(), window, atom(Atom::pid), 1),
-                         .type = ask(get(), window, atom(Atom::windowType), 32),
-                         .role = ask(get(), window, atom(Atom::role), 32),
+                         .pid = ask(window, Atom::pid, 1),
+                         .type = ask(window, Atom::windowType, 32),
+                         .role = ask(window, Atom::role, 32),
                          .geometry = ::xcb_get_geometry(get(), window)});
   }
   std::vector<Client> result;

@@ -24,6 +24,9 @@ using Reply = std::unique_ptr<T, Free>;
 /// Whether the session is Wayland's, so that the X server has only those windows whose programs do not speak Wayland.
 bool isWaylandSession();
 
+/// Who asks the window manager for something: a pager, a dock or the like.
+inline constexpr std::uint32_t onBehalfOfTheUser = 2;
+
 /// A property of a window.
 class Property {
  public:
@@ -56,7 +59,12 @@ class Connection {
     clientList,
     clientListStacking,
     activeWindow,
+    closeWindow,
+    restackWindow,
     windowManager,
+    name,
+    state,
+    hiddenState,
     pid,
     windowType,
     normalType,
@@ -84,14 +92,30 @@ class Connection {
   /// `length` is in units of four bytes.
   Property property(xcb_window_t window, Atom property, std::uint32_t length) const;
 
-  /// Whether a window manager runs; what an earlier one has left behind does not count.
-  bool hasWindowManager() const;
+  /// The same in two steps, so that many questions can be sent before the first answer is waited for.
+  xcb_get_property_cookie_t ask(xcb_window_t window, Atom property, std::uint32_t length) const;
+  Property answer(xcb_get_property_cookie_t question) const;
+
+  /// Asks the window manager for something about the window, by a message of that type ("Extended Window Manager
+  /// Hints" 1.5, "Root Window Messages").
+  void tellWindowManager(xcb_window_t window, Atom type, const std::array<std::uint32_t, 5>& data) const;
+
+  /// Asks for the window to come forward and have the user's attention, as a pager or a dock does. `userTime` is when
+  /// the user asked for it, in milliseconds of the X server; zero when that is not known.
+  void requestActivation(xcb_window_t window, std::uint32_t userTime) const;
+
+  /// The window by which a window manager shows that it runs; what an earlier one has left behind does not count.
+  xcb_window_t windowManager() const;
 
   /// The windows of that list, in its order; nothing when there is no window manager that keeps one.
+  std::optional<std::vector<xcb_window_t>> clientWindows(Atom list) const;
+  /// The same with what they are.
   std::optional<std::vector<Client>> clients(Atom list) const;
 
   /// Whether it is a browser's own, by its role: the task manager has none and the file chooser another.
   bool isBrowserWindow(xcb_window_t window) const;
+  /// The same for one whose type and role are at hand: it is no menu or dialog either.
+  bool isBrowserWindow(const Property& type, const Property& role) const;
 
   /// The window that has the user's attention, and the process that it belongs to.
   xcb_window_t activeWindow() const;
@@ -101,7 +125,7 @@ class Connection {
   struct Disconnect {
     void operator()(xcb_connection_t* connection) const { ::xcb_disconnect(connection); }
   };
-  static constexpr std::size_t atomCount = 11;
+  static constexpr std::size_t atomCount = 16;
 
   Connection() = default;
   bool findAtoms();
