@@ -79,8 +79,9 @@ TEST(JSONPosition, IsThatOfTheValueOrOfWhatLacksIt) {
   for (const Row& row : {
            Row{"{\"rules\": [\n  {}, {\"target\": 1}]}", 2, 3},
            Row{"{\"rules\": [{\"target\": {\"kind\":\n\"x\"}}]}", 2, 1},
-           Row{"{\n \"browserChoices\": {\"a/b~.c\": true, \"[0]\": 1}}", 2, 20},
+           Row{"{\n \"browserChoices\": {\"a/b~.c\": true, \"[0]\": 1}}", 2, 44},
            Row{"{\n \"browserChoices\": {\"a/b~.c\": 7}}", 2, 31},
+           Row{"{\"version\": 1,\n\"version\": \"x\"}", 2, 12},
            Row{" []", 1, 2},
            Row{"{\"rules\"\n:: 1}", 2, 2},
            Row{"{\"version\":\n  1e999}", 2, 3},
