@@ -13,8 +13,8 @@ namespace {
 
 using rapidjson::SizeType;
 
-/// Follows a path, of keys and indices like "[3]", through a text while the parser reads it. Of several members with one
-/// name the last counts, as for those who decode it.
+/// Follows a path, of keys and indices like "[3]", through a text while the parser reads it. Of several members with
+/// one name the last counts, as for those who decode it.
 class PathFollower : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, PathFollower> {
  public:
   PathFollower(const std::vector<std::string>& path, std::string_view text, const rapidjson::MemoryStream& stream)

@@ -4,6 +4,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -93,32 +94,31 @@ bool read(const Value& value, bool& field) {
 bool read(const Value& value, double& field) {
   if (!value.IsNumber()) return false;
   field = value.GetDouble();
-  return true;
+  return std::isfinite(field);
 }
 
 bool read(const Value& value, TabGroupInfo& field) {
   return readMessage(value, field);
 }
 
+/// The parser has checked the bytes, but not whether "\\udc00", half of a pair, stands alone.
+bool isUTF8(std::string_view text) {
+  for (std::size_t i = text.find('\xED'); i != std::string_view::npos; i = text.find('\xED', i + 1)) {
+    if (static_cast<unsigned char>(text[i + 1]) >= 0xA0) return false;
+  }
+  return true;
+}
+
 bool read(const Value& value, std::string& field) {
-  if (!value.IsString()) return false;
+  if (!value.IsString() || !isUTF8(textOf(value))) return false;
   field = textOf(value);
   return true;
 }
 
 template <std::signed_integral Integer>
 bool read(const Value& value, Integer& field) {
-  std::int64_t number = 0;
-  if (value.IsInt64()) {
-    number = value.GetInt64();
-  } else {
-    // 1.0 and 1e3 are integers, too. The bounds are powers of two, which a double holds exactly.
-    constexpr double bound = 9'223'372'036'854'775'808.0;
-    if (!value.IsNumber()) return false;
-    const double real = value.GetDouble();
-    if (std::trunc(real) != real || real <= -bound || real >= bound) return false;
-    number = static_cast<std::int64_t>(real);
-  }
+  if (!value.IsInt64()) return false;
+  const std::int64_t number = value.GetInt64();
   if (number < std::numeric_limits<Integer>::min() || number > std::numeric_limits<Integer>::max()) return false;
   field = static_cast<Integer>(number);
   return true;
@@ -197,66 +197,117 @@ bool readMessage(const Value& value, Message& message) {
   return found == all;
 }
 
+/// More than these in an exponent make a number zero or infinite, whatever its digits are: no frame is as long.
+constexpr std::int64_t maximumDigits = 1'000'000'000;
+
 using Pool = rapidjson::MemoryPoolAllocator<>;
 using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Pool>;
 
-/// Puts what the parser finds into the document, but nothing that is nested far deeper than any message.
+/// The number, if it is an integer that fits, however it is written: 1.0 and 1e3 are integers, too, to the last digit.
+std::optional<std::int64_t> integerFrom(std::string_view number) {
+  std::int64_t plain = 0;
+  const char* end = number.data() + number.size();
+  if (const auto [rest, error] = std::from_chars(number.data(), end, plain); error == std::errc() && rest == end) {
+    return plain;
+  }
+  const std::size_t mark = std::min(number.find_first_of("eE"), number.size());
+  std::string digits(number.substr(0, mark));
+  std::int64_t exponent = 0;
+  if (mark < number.size()) {
+    std::string_view text = number.substr(mark + 1);
+    if (text.starts_with('+')) text.remove_prefix(1);
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), exponent);
+    if (error != std::errc() || rest != text.data() + text.size())
+      exponent = text.starts_with('-') ? -maximumDigits : maximumDigits;
+    exponent = std::clamp(exponent, -maximumDigits, maximumDigits);
+  }
+  if (const std::size_t point = digits.find('.'); point != std::string::npos) {
+    exponent -= static_cast<std::int64_t>(digits.size() - point - 1);
+    digits.erase(point, 1);
+  }
+  while (digits.ends_with('0')) {
+    digits.pop_back();
+    ++exponent;
+  }
+  if (digits.empty() || digits == "-") return 0;
+  if (exponent < 0 || exponent > std::numeric_limits<std::int64_t>::digits10) return std::nullopt;
+  digits.append(static_cast<std::size_t>(exponent), '0');
+  const auto [rest, error] = std::from_chars(digits.data(), digits.data() + digits.size(), plain);
+  return error == std::errc() && rest == digits.data() + digits.size() ? std::optional(plain) : std::nullopt;
+}
+
+/// Puts what the parser finds into the document. What no field could hold must not cost the message, since nobody may
+/// ask for it: what is nested far deeper than any message is left out, and a number that is too large is infinite.
 class Builder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Builder> {
  public:
   explicit Builder(Document& document) : document_(document) {}
 
-  bool Null() { return document_.Null(); }
-  bool Bool(bool value) { return document_.Bool(value); }
-  /// The parser checks how a number is written; what it says is read here, to the last digit.
+  bool Null() { return isTooDeep() || document_.Null(); }
+  bool Bool(bool value) { return isTooDeep() || document_.Bool(value); }
+  /// The parser checks how a number is written; what it says is read here.
   bool RawNumber(const char* text, SizeType length, bool /*copies*/) {
-    const char* end = text + length;
-    std::int64_t integer = 0;
-    if (const auto [rest, error] = std::from_chars(text, end, integer); error == std::errc() && rest == end) {
-      return document_.Int64(integer);
-    }
+    if (isTooDeep()) return true;
+    const std::string_view number(text, length);
+    if (const auto integer = integerFrom(number)) return document_.Int64(*integer);
     double real = 0;
-    const auto [rest, error] = std::from_chars(text, end, real);
-    // Too small is zero, too large is nothing.
-    const bool isTooSmall = error == std::errc::result_out_of_range &&
-                            std::string_view(text, length).find('-', 1) != std::string_view::npos;
-    return (error == std::errc() || isTooSmall) && document_.Double(real);
+    if (std::from_chars(text, text + length, real).ec == std::errc::result_out_of_range) {
+      const bool isTooSmall = number.find('-', 1) != std::string_view::npos;
+      real = isTooSmall ? 0 : std::numeric_limits<double>::infinity();
+    }
+    return document_.Double(real);
   }
   bool String(const char* text, SizeType length, bool copies) {
-    return isUTF8({text, length}) && document_.String(text, length, copies);
+    return isTooDeep() || document_.String(text, length, copies);
   }
   bool Key(const char* text, SizeType length, bool copies) {
-    return isUTF8({text, length}) && document_.Key(text, length, copies);
+    return isTooDeep() || document_.Key(text, length, copies);
   }
-  bool StartObject() { return enter() && document_.StartObject(); }
-  bool EndObject(SizeType count) { return leave() && document_.EndObject(count); }
-  bool StartArray() { return enter() && document_.StartArray(); }
-  bool EndArray(SizeType count) { return leave() && document_.EndArray(count); }
+  bool StartObject() { return enter() ? document_.StartObject() : leaveOut(); }
+  bool EndObject(SizeType count) { return leave() || document_.EndObject(count); }
+  bool StartArray() { return enter() ? document_.StartArray() : leaveOut(); }
+  bool EndArray(SizeType count) { return leave() || document_.EndArray(count); }
 
  private:
   static constexpr int deepest = 64;
 
-  /// The parser has checked the bytes, but not whether "\\udc00", half of a pair, stands alone.
-  static bool isUTF8(std::string_view text) {
-    for (std::size_t i = text.find('\xED'); i != std::string_view::npos; i = text.find('\xED', i + 1)) {
-      if (static_cast<unsigned char>(text[i + 1]) >= 0xA0) return false;
-    }
-    return true;
-  }
-
+  bool isTooDeep() const { return depth_ > deepest; }
   bool enter() { return ++depth_ <= deepest; }
-  bool leave() {
-    --depth_;
-    return true;
-  }
+  /// The outermost of what is left out stands as null, so that what holds it has its count.
+  bool leaveOut() { return depth_ > deepest + 1 || document_.Null(); }
+  /// Whether what ends was left out.
+  bool leave() { return --depth_ >= deepest; }
 
   Document& document_;
   int depth_ = 0;
 };
 
+/// The frame with an empty text in the place of each number that has an exponent beyond what the parser bears: no field
+/// takes that for a number, and nobody misses it elsewhere.
+std::string withoutHugeExponents(std::string_view frame) {
+  std::string result;
+  for (std::size_t i = 0; i < frame.size();) {
+    std::size_t end = i + 1;
+    if (frame[i] == '"') {
+      while (end < frame.size() && frame[end] != '"') end += frame[end] == '\\' ? 2 : 1;
+      ++end;
+    } else if (frame[i] == '-' || (frame[i] >= '0' && frame[i] <= '9')) {
+      end = std::min(frame.find_first_not_of("0123456789+-.eE", i), frame.size());
+    }
+    const std::string_view token = frame.substr(i, end - i);
+    i = end;
+    const std::size_t mark = token.front() == '"' ? std::string_view::npos : token.find_first_of("eE");
+    // Three digits are enough to be too many.
+    const bool isHuge = mark != std::string_view::npos && token.size() - mark > 3 && token[mark + 1] != '-';
+    result += isHuge ? std::string_view("\"\"") : token;
+  }
+  return result;
+}
+
 /// Calls `use` with the parsed frame, if it is JSON and UTF-8.
 template <class Use>
 auto withParsed(std::string_view frame, Use use) -> decltype(use(Value())) {
-  constexpr unsigned flags = rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
+  constexpr unsigned flags =
+      rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag | rapidjson::kParseIterativeFlag;
   if (frame.find('\0') != std::string_view::npos) return std::nullopt;  // the parser would take it for the end
   // The values of ordinary messages fit in here.
   alignas(std::max_align_t) std::array<char, 4096> memory;
@@ -264,14 +315,18 @@ auto withParsed(std::string_view frame, Use use) -> decltype(use(Value())) {
   Document document(&pool);
   rapidjson::MemoryStream stream(frame.data(), frame.size());
   rapidjson::Reader reader;
-  bool isGood = false;
+  rapidjson::ParseResult result;
   auto parse = [&](Document& target) {
     Builder builder(target);
-    isGood = !reader.Parse<flags>(stream, builder).IsError();
-    return isGood;
+    result = reader.Parse<flags>(stream, builder);
+    return !result.IsError();
   };
   document.Populate(parse);
-  if (!isGood) return std::nullopt;
+  if (result.Code() == rapidjson::kParseErrorNumberTooBig) {
+    const std::string bearable = withoutHugeExponents(frame);
+    if (bearable != frame) return withParsed(bearable, use);
+  }
+  if (result.IsError()) return std::nullopt;
   return use(document);
 }
 

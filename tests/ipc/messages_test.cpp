@@ -72,11 +72,65 @@ TEST(Messages, TakeOneCompactLineWithNothingButWhatIsSet) {
   EXPECT_EQ(json["urls"].size(), 2);
 }
 
+/// What goes over the wire, byte for byte: other programs write and read it as well.
+TEST(Messages, HaveTheNamesOfTheProtocol) {
+  EXPECT_EQ(encodeMessage(fullRequest),
+            R"({"id":9223372036854775807,"op":"closeWindows","profileDirectory":"Profile 1",)"
+            "\"profileName\":\"W\u00F6rk \\\"x\\\"\\n\u2028\\\\\","
+            R"("tabGroup":"","bundleID":"app.corvana.0123456789ab","pid":-2147483648,"urls":["https://a/",""],)"
+            R"("timeout":0.1,"protocolVersion":2,"limit":-1,"includeIncognito":true,"countAppWindows":false,)"
+            R"("ownWindow":true,"deep":false,"stubRevision":7})");
+  EXPECT_EQ(encodeMessage(fullResponse),
+            R"({"id":4,"ok":true,"action":"openedGroup","chromePID":812,"windowCount":3,"confidence":"unclassified",)"
+            R"("closed":1,"remaining":2,"blocked":true,"tabGroups":[)"
+            R"({"name":"Research","isOpen":true,"isSaved":false,"windowCount":2},)"
+            R"({"name":"","isOpen":false,"isSaved":true,"windowCount":0}],"error":"x"})");
+  EXPECT_EQ(
+      encodeMessage(fullEvent),
+      R"({"event":"stubOutdated","profileDirectory":"Default","tabGroup":"Research","count":0,)"
+      R"("chromeRunning":false,"confidence":"certain","trusted":true,"stubRevision":7,"improvements":["a","b"]})");
+
+  using Op = Request::Op;
+  using Action = Response::Action;
+  using Kind = Event::Kind;
+  for (const auto& [op, name] : std::initializer_list<std::pair<Op, const char*>>{{Op::hello, "hello"},
+                                                                                  {Op::activate, "activate"},
+                                                                                  {Op::noteLaunch, "noteLaunch"},
+                                                                                  {Op::closeWindows, "closeWindows"},
+                                                                                  {Op::status, "status"},
+                                                                                  {Op::listTabGroups, "listTabGroups"},
+                                                                                  {Op::bye, "bye"}}) {
+    EXPECT_EQ(encodeMessage(Request{.id = 1, .op = op}), std::string(R"({"id":1,"op":")") + name + "\"}");
+  }
+  for (const auto& [action, name] :
+       std::initializer_list<std::pair<Action, const char*>>{{Action::raised, "raised"},
+                                                             {Action::nothingToRaise, "nothingToRaise"},
+                                                             {Action::openedGroup, "openedGroup"},
+                                                             {Action::groupNotFound, "groupNotFound"},
+                                                             {Action::acknowledged, "acknowledged"}}) {
+    EXPECT_EQ(encodeMessage(Response{.id = 1, .ok = false, .action = action}),
+              std::string(R"({"id":1,"ok":false,"action":")") + name + "\"}");
+  }
+  for (const auto& [kind, name] :
+       std::initializer_list<std::pair<Kind, const char*>>{{Kind::windows, "windows"},
+                                                           {Kind::axPermission, "axPermission"},
+                                                           {Kind::shuttingDown, "shuttingDown"},
+                                                           {Kind::routingHistoryChanged, "routingHistoryChanged"},
+                                                           {Kind::stubOutdated, "stubOutdated"},
+                                                           {Kind::unknown, "unknown"}}) {
+    EXPECT_EQ(encodeMessage(Event{.event = kind}), std::string(R"({"event":")") + name + "\"}");
+  }
+}
+
 TEST(Messages, WhatCannotBeWrittenIsNotWritten) {
   EXPECT_EQ(encodeMessage(Request{.id = 1, .profileName = "\xff"}), std::nullopt);
   EXPECT_EQ(encodeMessage(Request{.id = 1, .urls = std::vector<std::string>{"a", "\xC3"}}), std::nullopt);
   EXPECT_EQ(encodeMessage(Request{.id = 1, .timeout = std::numeric_limits<double>::infinity()}), std::nullopt);
   EXPECT_EQ(encodeMessage(Response{.tabGroups = std::vector<TabGroupInfo>{{"\xff"}}}), std::nullopt);
+}
+
+std::string nested(std::size_t depth) {
+  return std::string(depth, '[') + std::string(depth, ']');
 }
 
 TEST(Messages, RequestsAreReadStrictly) {
@@ -122,7 +176,19 @@ TEST(Messages, RequestsAreReadStrictly) {
            Row{std::string("\0", 1), false},
            Row{R"({"id":1,"op":"bye","profileName":"\ud83d\ude00\ud7ff\ue000"})", true},
            Row{R"({"id":1,"op":"bye","profileName":"\udc00"})", false},
-           Row{R"({"id":1,"op":"bye","x":{"\udfffx":1}})", false},
+           // What no field could hold, under a key that nobody reads.
+           Row{R"({"id":1,"op":"bye","x":{"\udfffx":"\udc00"}})", true},
+           Row{R"({"id":1,"op":"bye","x":[1e400,-1e400,1e99999999999999999999,"\"1e400"]})", true},
+           Row{R"({"id":1,"x":)" + std::string(100'000, '[') + "{\"y\":[1,\"\",null]}" + std::string(100'000, ']') +
+                   R"(,"op":"bye"})",
+               true},
+           Row{R"({"id":1,"op":"bye","x":)" + nested(64) + "}", true},
+           Row{R"({"id":1,"op":"bye","x":)" + nested(63) + "}", true},
+           Row{R"({"id":1,"op":"bye","urls":)" + nested(100) + "}", false},
+           Row{R"({"id":9007199254740993.0,"op":"bye"})", true},
+           Row{R"({"id":0.9223372036854775808e19,"op":"bye"})", false},
+           Row{R"({"id":1e99999999999999999999,"op":"bye"})", false},
+           Row{R"({"id":1e-99999999999999999999,"op":"bye"})", false},
            Row{R"({"id":1,"op":"bye","x":1.2345678901234567891e-340,"y":0.00000000000000000000000000001e-320})", true},
            Row{R"({"id":-9223372036854775809,"op":"bye"})", false},
            Row{R"({"id":-9223372036854775808,"op":"bye"})", true},
@@ -133,7 +199,19 @@ TEST(Messages, RequestsAreReadStrictly) {
   EXPECT_EQ(decodeRequest(R"({"id":1,"id":2,"op":"bye","pid":1,"pid":null})"),
             (Request{.id = 2, .op = Request::Op::bye}))
       << "the last of two members with one name counts";
-  EXPECT_EQ(decodeRequest(R"({"id":1e3,"op":"bye"})")->id, 1000);
+  for (const auto& [text, number] : std::initializer_list<std::pair<const char*, std::int64_t>>{
+           {"1e3", 1000},
+           {"-12.50e1", -125},
+           {"100e-2", 1},
+           {"9007199254740993.0", 9'007'199'254'740'993},
+           {"0.9223372036854775807E+19", 9'223'372'036'854'775'807},
+           {"-92233720368547758080e-1", std::numeric_limits<std::int64_t>::min()},
+           {"-0.000", 0},
+           {"0e300", 0}}) {
+    const auto request = decodeRequest(std::string(R"({"op":"bye","id":)") + text + "}");
+    ASSERT_TRUE(request) << text;
+    EXPECT_EQ(request->id, number) << text;
+  }
   EXPECT_EQ(decodeRequest(R"({"id":0e300,"op":"bye","timeout":0.3})")->id, 0);
   EXPECT_EQ(decodeRequest(R"({"id":0e300,"op":"bye","timeout":0.3})")->timeout, 0.3);
   EXPECT_EQ(decodeRequest(R"({"id":-7,"op":"bye","timeout":-66083834444444444.444e-3})")->timeout,
