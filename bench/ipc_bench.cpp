@@ -175,11 +175,11 @@ void serveHelper(int ready) {
   EventLoop loop;
   ReadQueueLinux queue("app.corvana.ipc");
   SocketServer server(loop, queue);
-  server.onRequest = [](ClientConnection& client, const Request& request) {
+  server.onRequest = [](const SocketServer::Client& client, const Request& request) {
     if (request.op != Request::Op::status) return;
     Response response = answer;
     response.id = request.id;
-    client.send(response);
+    client->send(response);
   };
   server.start(Corvana::socketPath());
   Server::tellReady(ready);

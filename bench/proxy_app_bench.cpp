@@ -110,18 +110,18 @@ class Helper {
     ReadQueueLinux queue("app.corvana.ipc");
     SocketServer server(loop, queue);
     const UniqueFD fifo(report.empty() ? -1 : ::open(report.c_str(), O_WRONLY | O_CLOEXEC));
-    server.onRequest = [&fifo](ClientConnection& client, const Request& request) {
+    server.onRequest = [&fifo](const SocketServer::Client& client, const Request& request) {
       if (request.op == Request::Op::activate) {
-        return client.send(Response{.id = request.id, .ok = true, .action = Response::Action::raised});
+        return client->send(Response{.id = request.id, .ok = true, .action = Response::Action::raised});
       }
       if (request.op != Request::Op::hello) return;
       const std::chrono::nanoseconds time = now();
       if (fifo && ::write(fifo.get(), &time, sizeof time) != sizeof time) std::abort();
-      client.send(Event{.event = Event::Kind::axPermission, .trusted = true});
-      client.send(Event{.event = Event::Kind::windows,
-                        .profileDirectory = request.profileDirectory,
-                        .count = 1,
-                        .confidence = CountConfidence::certain});
+      client->send(Event{.event = Event::Kind::axPermission, .trusted = true});
+      client->send(Event{.event = Event::Kind::windows,
+                         .profileDirectory = request.profileDirectory,
+                         .count = 1,
+                         .confidence = CountConfidence::certain});
     };
     server.start(Corvana::socketPath());
     running.set_value(&loop);

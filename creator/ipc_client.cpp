@@ -52,6 +52,7 @@ IPCClient::Outcome IPCClient::exchange(const std::string& socketPath, const std:
   LineBuffer buffer(LineBuffer::standardLimit);
   while (true) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (!follows && left.count() < 0) return Outcome::timedOut;  // events may come without end
     pollfd poll{.fd = connection.get(), .events = POLLIN, .revents = 0};
     const int wait = follows ? -1 : static_cast<int>(std::max<std::int64_t>(left.count(), 0));
     const int ready = ::poll(&poll, 1, wait);

@@ -7,6 +7,7 @@
 #include "core/identity/log.h"
 #include "platform/desktop/running_bundle.h"
 #include "platform/files/bundle_copy.h"
+#include "platform/files/files.h"
 #include "platform/process/tools.h"
 
 namespace corvana {
@@ -16,13 +17,12 @@ namespace fs = std::filesystem;
 
 /// The helper inside the running main application, else inside the one that the system knows.
 std::optional<fs::path> sourceHelperURL(Workspace& workspace) {
-  std::error_code ignored;
   fs::path helper = runningBundlePath() / Corvana::helperInBundle;
-  if (fs::exists(helper, ignored)) return helper;
+  if (files::exists(helper)) return helper;
   const auto creator = workspace.urlForApplication(Corvana::creatorBundleID);
   if (!creator) return std::nullopt;
   helper = *creator / Corvana::helperInBundle;
-  return fs::exists(helper, ignored) ? std::optional(helper) : std::nullopt;
+  return files::exists(helper) ? std::optional(helper) : std::nullopt;
 }
 
 }  // namespace
@@ -32,7 +32,7 @@ bool HelperInstaller::installFromCreatorBundle(Workspace& workspace, bool force,
   const auto source = sourceHelperURL(workspace);
   if (!source) {
     const InstallError error = InstallError::noSourceBundle();
-    if (fs::exists(destination)) {
+    if (files::exists(destination)) {
       Log::creator.notice(error.what());  // what is installed may do
     } else {
       Log::creator.error("helper not installed and no creator bundle to copy it from");

@@ -7,6 +7,7 @@
 
 #include "core/identity/corvana.h"
 #include "core/identity/log.h"
+#include "platform/files/files.h"
 #include "platform/files/user_directories.h"
 #include "platform/process/tools.h"
 
@@ -32,7 +33,7 @@ void LoginItem::setEnabled(LoginItems& items, bool on) {
 void LoginItem::removeLegacyLaunchAgent() {
   const std::string name(Corvana::helperBundleID);
   const std::filesystem::path file = userDirectories::home() / "Library/LaunchAgents" / (name + ".plist");
-  if (!std::filesystem::exists(file)) return;
+  if (!files::exists(file)) return;
   try {
     (void)runTool("/bin/launchctl", {"bootout", "gui/" + std::to_string(::getuid()) + "/" + name});
   } catch (const ToolError&) {

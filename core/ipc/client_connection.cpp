@@ -4,16 +4,18 @@
 
 namespace corvana {
 
-void ClientConnection::send(const Response& response) {
-  if (const auto message = encodeMessage(response)) sendFrame(frameFor(*message));
+bool ClientConnection::send(const Response& response) {
+  const auto message = encodeMessage(response);
+  return message && sendFrame(frameFor(*message));
 }
 
-void ClientConnection::send(const Event& event) {
-  if (const auto message = encodeMessage(event)) sendFrame(frameFor(*message));
+bool ClientConnection::send(const Event& event) {
+  const auto message = encodeMessage(event);
+  return message && sendFrame(frameFor(*message));
 }
 
-void ClientConnection::sendFrame(std::string_view frame) {
-  if (descriptor_ >= 0) (void)writer_.write(descriptor_, frame);
+bool ClientConnection::sendFrame(std::string_view frame) {
+  return descriptor_ >= 0 && writer_.write(descriptor_, frame);
 }
 
 void ClientConnection::start(ReadQueue& queue, ReadQueue::Handler onReadable) {

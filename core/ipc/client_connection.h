@@ -12,7 +12,8 @@
 
 namespace corvana {
 
-/// One proxy app that is connected to the helper. The server makes it; the main thread owns it.
+/// One proxy app that is connected to the helper. The server makes it; whoever has to answer later may keep it beyond
+/// its end, when what is sent goes nowhere. Main thread.
 class ClientConnection {
  public:
   explicit ClientConnection(UniqueFD descriptor) : accepted_(std::move(descriptor)), descriptor_(accepted_.get()) {}
@@ -29,12 +30,13 @@ class ClientConnection {
   bool countAppWindows = false;
   bool ownWindow = false;
 
-  /// Sends a message. One that cannot be encoded or written is dropped: the reading side notices a dead peer. A peer
-  /// that does not read can hold up the caller for about a second (see writeFrame).
-  void send(const Response& response);
-  void send(const Event& event);
+  /// Sends a message. One that cannot be encoded or written is dropped, and the result is false; the reading side
+  /// notices a dead peer. A peer that does not read can hold up the caller for about a second (see writeFrame), once
+  /// until it has read.
+  bool send(const Response& response);
+  bool send(const Event& event);
   /// Sends bytes that `frameFor` made.
-  void sendFrame(std::string_view frame);
+  bool sendFrame(std::string_view frame);
 
  private:
   friend class SocketServer;

@@ -1,5 +1,6 @@
 #include "core/ipc/framing.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -19,23 +20,36 @@ void pauseForAMillisecond() {
   std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-/// How many bytes could be written.
-std::size_t writeAll(int descriptor, std::string_view bytes, const std::function<void()>& pause) {
-  std::size_t written = 0;
+struct Written {
+  std::size_t bytes = 0;
+  /// The peer did not read for as long as it was waited for.
+  bool isDeaf = false;
+};
+
+Written writeAll(int descriptor, std::string_view bytes, const std::function<void()>& pause) {
+  Written written;
   int retries = 0;
-  while (written < bytes.size()) {
-    const ssize_t count = sockets::write(descriptor, bytes.substr(written));
+  while (written.bytes < bytes.size()) {
+    const ssize_t count = sockets::write(descriptor, bytes.substr(written.bytes));
     if (count > 0) {
-      written += static_cast<std::size_t>(count);
+      written.bytes += static_cast<std::size_t>(count);
       retries = 0;
-    } else if (count < 0 && errno == EAGAIN && retries < retryLimit) {
-      ++retries;
-      pause();
-    } else {
-      break;
+      continue;
     }
+    if (count == 0 || errno != EAGAIN) break;
+    written.isDeaf = retries == retryLimit;
+    if (written.isDeaf) break;
+    ++retries;
+    pause();
   }
   return written;
+}
+
+/// Whether there is room again: a good part of the socket's buffer, not just a byte, by which a peer that reads one now
+/// and then could have itself waited for each time.
+bool hasRoom(int descriptor) {
+  pollfd poll{.fd = descriptor, .events = POLLOUT, .revents = 0};
+  return ::poll(&poll, 1, 0) > 0;
 }
 
 }  // namespace
@@ -49,19 +63,24 @@ std::string frameFor(std::string_view message) {
 
 bool writeFrame(int descriptor, std::string_view message) {
   const std::string frame = frameFor(message);
-  return writeAll(descriptor, frame, pauseForAMillisecond) == frame.size();
+  return writeAll(descriptor, frame, pauseForAMillisecond).bytes == frame.size();
 }
 
 FrameWriter::FrameWriter() : FrameWriter(pauseForAMillisecond) {}
 
 bool FrameWriter::write(int descriptor, std::string_view frame) {
+  if (isDeaf_ && !hasRoom(descriptor)) return false;
+  isDeaf_ = false;
   if (isTorn_) {
-    if (writeAll(descriptor, "\n", pause_) == 0) return false;
-    isTorn_ = false;
+    const Written end = writeAll(descriptor, "\n", pause_);
+    isTorn_ = end.bytes == 0;
+    isDeaf_ = end.isDeaf;
+    if (isTorn_) return false;
   }
-  const std::size_t written = writeAll(descriptor, frame, pause_);
-  isTorn_ = written > 0 && written < frame.size();
-  return written == frame.size();
+  const Written written = writeAll(descriptor, frame, pause_);
+  isTorn_ = written.bytes > 0 && written.bytes < frame.size();
+  isDeaf_ = written.isDeaf;
+  return written.bytes == frame.size();
 }
 
 std::vector<std::string> LineBuffer::append(std::string_view bytes) {

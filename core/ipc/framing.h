@@ -20,8 +20,10 @@ std::string frameFor(std::string_view message);
 /// A frame that fails may have been written in part. `pause` replaces the waiting in tests.
 bool writeFrame(int descriptor, std::string_view message);
 
-/// Sends frames over one connection, and remembers when one was cut off: a line feed then comes before the next, so
-/// that only the torn frame is lost. Used on the thread that owns the descriptor.
+/// Sends frames over one connection, and remembers how that went. When a frame was cut off, a line feed comes before
+/// the next, so that only the torn frame is lost. When the peer was waited for in vain, it is not waited for again:
+/// until it has taken most of what waits for it, frames for it are dropped whole. Used on the thread that owns the
+/// descriptor.
 class FrameWriter {
  public:
   FrameWriter();
@@ -33,6 +35,7 @@ class FrameWriter {
  private:
   std::function<void()> pause_;
   bool isTorn_ = false;
+  bool isDeaf_ = false;
 };
 
 /// Gathers received bytes and cuts them into frames. Used on the queue that reads its connection.

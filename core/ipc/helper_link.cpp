@@ -69,8 +69,8 @@ void HelperLink::attemptConnect() {
   }
   backoff_ = initialBackoff;
   launchAttempted_ = false;
+  (void)setState(State::connected);  // this link may be gone afterwards
   Log::ipc.notice("stub connected to helper");
-  (void)setState(State::connected);
 }
 
 void HelperLink::startReading(UniqueFD descriptor) {

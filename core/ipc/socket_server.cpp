@@ -3,8 +3,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cassert>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 #include "core/identity/log.h"
@@ -39,14 +41,20 @@ void SocketServer::start(const std::string& path) {
   const auto onAccepted =
       run_->guard([this](const std::shared_ptr<UniqueFD>& descriptor) { admit(std::move(*descriptor)); });
   listener_ =
-      readQueue_.watch(std::move(listener), [&mainQueue = mainQueue_, onAccepted](int fd) -> std::chrono::milliseconds {
+      readQueue_.watch(std::move(listener), [&mainQueue = mainQueue_, onAccepted, isExhausted = false](int fd) mutable {
         while (UniqueFD accepted = sockets::accept(fd)) {
+          isExhausted = false;
           if (!prepare(accepted.get())) continue;
           // Shared, because a task can be copied.
           auto descriptor = std::make_shared<UniqueFD>(std::move(accepted));
           mainQueue.post([onAccepted, descriptor] { onAccepted(descriptor); });
         }
-        return isExhaustion(errno) ? exhaustionPause : std::chrono::milliseconds(0);
+        const int error = errno;
+        if (!isExhaustion(error)) return std::chrono::milliseconds(0);
+        if (!std::exchange(isExhausted, true)) {
+          Log::ipc.error("no proxy app can connect for now: ", std::strerror(error));
+        }
+        return exhaustionPause;
       });
   Log::ipc.info("helper listening at ", path);
 }
@@ -58,35 +66,47 @@ void SocketServer::admit(UniqueFD descriptor) {
   reportCount();
 }
 
-ReadQueue::Handler SocketServer::readerFor(const std::shared_ptr<ClientConnection>& client) {
+ReadQueue::Handler SocketServer::readerFor(const Client& client) {
+  /// Requests of one read, with what their frames took.
+  struct Batch {
+    std::vector<Request> requests;
+    std::size_t bytes = 0;
+  };
   const std::weak_ptr<ClientConnection> reference = client;
   const auto handleRequests = run_->guard([this, reference](const std::vector<Request>& requests) {
     for (const Request& request : requests) {
       const auto connection = reference.lock();
       if (!connection || !clients_.contains(connection.get())) return;
-      if (const auto callback = onRequest) callback(*connection, request);
+      if (const auto callback = onRequest) callback(connection, request);
     }
   });
   const auto handleEnd = run_->guard([this, reference] {
     if (const auto connection = reference.lock()) drop(connection.get());
   });
   auto buffer = std::make_shared<LineBuffer>(LineBuffer::standardLimit);
-  return [&mainQueue = mainQueue_, buffer, handleRequests, handleEnd](int fd) -> std::chrono::milliseconds {
+  auto waiting = std::make_shared<std::atomic<std::size_t>>(0);
+  return [&mainQueue = mainQueue_, buffer, waiting, handleRequests, handleEnd](int fd) -> std::chrono::milliseconds {
+    if (*waiting > waitingBytes) return overloadPause;
     const auto frames = readFrames(fd, *buffer);
     if (!frames) {
       mainQueue.post(handleEnd);
       return ReadQueue::never;
     }
-    std::vector<Request> requests;
+    Batch batch;
     for (const std::string& frame : *frames) {
       if (auto request = decodeRequest(frame)) {
-        requests.push_back(std::move(*request));
+        batch.requests.push_back(std::move(*request));
+        batch.bytes += frame.size() + sizeof(Request);
       } else {
         Log::ipc.error("undecodable request frame");
       }
     }
-    if (!requests.empty()) {
-      mainQueue.post([handleRequests, requests = std::move(requests)] { handleRequests(requests); });
+    if (!batch.requests.empty()) {
+      *waiting += batch.bytes;
+      mainQueue.post([handleRequests, waiting, batch = std::move(batch)] {
+        handleRequests(batch.requests);
+        *waiting -= batch.bytes;
+      });
     }
     return {};
   };
@@ -96,6 +116,7 @@ void SocketServer::drop(const ClientConnection* client) {
   const auto entry = clients_.extract(client);
   if (entry.empty()) return;
   entry.mapped()->close();
+  if (const auto callback = onClientClosed) callback(entry.mapped());
   reportCount();
 }
 
@@ -115,13 +136,13 @@ void SocketServer::sendToAll(const std::optional<std::string>& message, const Pr
   if (!message) return;
   const std::string frame = frameFor(*message);
   for (const auto& [key, client] : clients_) {
-    if (predicate(*client)) client->sendFrame(frame);
+    if (predicate(*client)) (void)client->sendFrame(frame);
   }
 }
 
-std::vector<ClientConnection*> SocketServer::connections() const {
-  std::vector<ClientConnection*> result;
-  for (const auto& [key, client] : clients_) result.push_back(client.get());
+std::vector<SocketServer::Client> SocketServer::connections() const {
+  std::vector<Client> result;
+  for (const auto& [key, client] : clients_) result.push_back(client);
   return result;
 }
 

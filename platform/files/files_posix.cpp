@@ -178,6 +178,8 @@ void createPrivateDirectories(const std::filesystem::path& directory) {
     if (error == EEXIST && std::filesystem::is_directory(directory, ignored)) return;
     fail("cannot create directory", directory, error);
   }
+  // What the user's mask took away would keep the user out.
+  if (::chmod(directory.c_str(), 0700) != 0) fail("cannot make private", directory, errno);
 }
 
 bool isPrivateDirectory(const std::filesystem::path& path) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/stat.h>
 
 #include "tests/support/temporary_home.h"
 
@@ -35,10 +36,13 @@ TEST_F(CorvanaTest, TheSupportDirectoryIsMadeForTheUserAlone) {
     EXPECT_EQ(::stat(path.c_str(), &status), 0);
     return status.st_mode & 0777;
   };
-  const mode_t previous = ::umask(0);
-  Corvana::ensureSupportDirectory();
-  ::umask(previous);
-  EXPECT_EQ(mode(Corvana::supportDirectory()), 0700);
+  for (const mode_t mask : {0000, 0777}) {
+    const mode_t previous = ::umask(mask);
+    Corvana::ensureSupportDirectory();
+    ::umask(previous);
+    EXPECT_EQ(mode(Corvana::supportDirectory()), 0700);
+    if (mask == 0) std::filesystem::remove_all(Corvana::supportDirectory());
+  }
 
   std::filesystem::permissions(Corvana::supportDirectory(), std::filesystem::perms(0750));
   Corvana::ensureSupportDirectory();

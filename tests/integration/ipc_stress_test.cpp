@@ -45,9 +45,9 @@ class Stress : public testing::Test {
  protected:
   Stress() {
     Corvana::ensureSupportDirectory();
-    server.onRequest = [this](ClientConnection& client, const Request& request) {
+    server.onRequest = [this](const SocketServer::Client& client, const Request& request) {
       ++requests;
-      client.send(Response{.id = request.id, .ok = true});
+      client->send(Response{.id = request.id, .ok = true});
       if (request.id % 16 == 0) {
         server.broadcast(Event{.event = Event::Kind::windows}, [](const ClientConnection&) { return true; });
       }

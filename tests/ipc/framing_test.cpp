@@ -102,6 +102,30 @@ TEST_F(FramesOverASocket, AFullSocketIsWaitedForAThousandTimesInARow) {
   EXPECT_EQ(pauses, 1000);
 }
 
+TEST_F(FramesOverASocket, APeerThatDoesNotReadIsWaitedForOnce) {
+  int pauses = 0;
+  FrameWriter writer([&] { ++pauses; });
+  const std::string frame = frameFor("{\"id\":1}");
+  int sent = 0;
+  while (writer.write(near.get(), frame)) ++sent;
+  EXPECT_EQ(pauses, 1000);
+  for (int i = 0; i < 12'000; ++i) EXPECT_FALSE(writer.write(near.get(), frame));
+  EXPECT_EQ(pauses, 1000);
+
+  // A peer that reads a little each time is no better.
+  std::string taken(frame.size() * 3, '\0');
+  ASSERT_EQ(::read(far.get(), taken.data(), taken.size()), static_cast<ssize_t>(taken.size()));
+  EXPECT_FALSE(writer.write(near.get(), frame));
+  EXPECT_EQ(pauses, 1000);
+
+  taken += readAvailable();
+  EXPECT_EQ(taken.size(), static_cast<std::size_t>(sent) * frame.size()) << "what was not written whole was not begun";
+  EXPECT_TRUE(writer.write(near.get(), frame)) << "who reads again is written to again";
+  EXPECT_EQ(readAvailable(), frame);
+  while (writer.write(near.get(), frame)) continue;
+  EXPECT_EQ(pauses, 2000);
+}
+
 TEST_F(FramesOverASocket, ATornFrameCostsNoOther) {
   FrameWriter writer([] {});
   EXPECT_FALSE(writer.write(near.get(), frameFor(std::string(1 << 22, 'x'))));

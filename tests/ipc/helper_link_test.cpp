@@ -1,6 +1,7 @@
 // Both ends of the helper's socket, with real sockets and a time that stands still.
 #include "core/ipc/helper_link.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -303,10 +304,10 @@ TEST_F(HelperLinkTest, AnotherUsersSocketIsNotTheHelpers) {
 class SocketServerTest : public IPCTest {
  protected:
   SocketServerTest() {
-    server.onRequest = [this](ClientConnection& client, const Request& request) {
+    server.onRequest = [this](const SocketServer::Client& client, const Request& request) {
       requests.push_back(request.id);
-      if (request.profileDirectory) client.profileDirectory = request.profileDirectory;
-      client.send(Response{.id = request.id, .ok = true});
+      if (request.profileDirectory) client->profileDirectory = request.profileDirectory;
+      client->send(Response{.id = request.id, .ok = true});
     };
     server.onClientCountChanged = [this](std::size_t count) { counts.push_back(count); };
     server.start(path);
@@ -389,6 +390,73 @@ TEST_F(SocketServerTest, AStoppedServerIsGoneAndCanStartAgain) {
   EXPECT_THAT(counts, ElementsAre(1));
 }
 
+TEST_F(SocketServerTest, WhoeverKeepsAClientMayAnswerItTooLate) {
+  std::vector<SocketServer::Client> closed;
+  std::vector<SocketServer::Client> kept;
+  server.onRequest = [&](const SocketServer::Client& client, const Request&) { kept.push_back(client); };
+  server.onClientClosed = [&](const SocketServer::Client& client) { closed.push_back(client); };
+  UniqueFD first = connect();
+  const UniqueFD second = connect();
+  send(first, "{\"id\":1,\"op\":\"status\"}\n");
+  send(second, "{\"id\":2,\"op\":\"status\"}\n");
+  settle();
+  ASSERT_EQ(kept.size(), 2);
+  first = UniqueFD();
+  settle();
+  EXPECT_THAT(closed, ElementsAre(kept.front()));
+  const UniqueFD other(::open("/dev/null", O_RDWR | O_CLOEXEC));  // may have got the number that the first one had
+  EXPECT_FALSE(kept.front()->send(Response{.id = 1, .ok = true}));
+  EXPECT_TRUE(kept.back()->send(Response{.id = 2, .ok = true}));
+  EXPECT_EQ(receive(second), "{\"id\":2,\"ok\":true}\n");
+  server.stop(path);
+  EXPECT_FALSE(kept.back()->send(Response{.id = 3, .ok = true}));
+  EXPECT_EQ(closed.size(), 1) << "nobody is told at a stop";
+}
+
+TEST_F(SocketServerTest, AFloodIsReadAsFastAsItIsServed) {
+  const UniqueFD client = connect();
+  settle();
+  const std::string frame = "{\"id\":1,\"op\":\"noteLaunch\",\"profileName\":\"" + std::string(1000, 'x') + "\"}\n";
+  const UniqueFD flooding(::fcntl(client.get(), F_DUPFD_CLOEXEC, 0));
+  std::size_t sent = 0;
+  while (queue.pauses.empty()) {
+    ASSERT_LT(sent, 100'000'000U) << "it is read without bound";
+    const ssize_t count = ::send(flooding.get(), frame.data(), frame.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    sent += count > 0 ? static_cast<std::size_t>(count) : 0;
+    queue.pump();
+  }
+  EXPECT_THAT(queue.pauses, ElementsAre(5ms));
+  EXPECT_LT(sent, 2'000'000U);
+  EXPECT_THAT(requests, IsEmpty());
+  scheduler.runPosted();
+  EXPECT_GT(requests.size(), 500U);
+  queue.pauses.clear();
+  queue.rearm();
+  queue.pump();
+  EXPECT_THAT(queue.pauses, IsEmpty()) << "served, it is read on";
+}
+
+TEST_F(SocketServerTest, AServerThatIsStoppedByARequestHandlesNoMore) {
+  server.onRequest = [this](const SocketServer::Client&, const Request& request) {
+    requests.push_back(request.id);
+    server.stop(path);
+  };
+  const UniqueFD client = connect();
+  send(client, "{\"id\":1,\"op\":\"status\"}\n{\"id\":2,\"op\":\"status\"}\n");
+  settle();
+  EXPECT_THAT(requests, ElementsAre(1));
+}
+
+TEST_F(SocketServerTest, AConnectionThatIsResetHasEnded) {
+  UniqueFD client = connect();
+  settle();
+  // What the peer has not read when it closes turns the end into an error (unix(7)).
+  server.broadcast(Event{.event = Event::Kind::windows}, [](const ClientConnection&) { return true; });
+  client = UniqueFD();
+  settle();
+  EXPECT_THAT(counts, ElementsAre(1, 0));
+}
+
 TEST_F(SocketServerTest, ADeadPeerIsNoHarmToTheSender) {
   UniqueFD client = connect();
   settle();
@@ -409,6 +477,11 @@ TEST_F(SocketServerTest, WithoutDescriptorsTheListenerRests) {
   queue.pump();  // would go on for ever
   ::setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_THAT(queue.pauses, ElementsAre(100ms));
+  ::setrlimit(RLIMIT_NOFILE, &none);
+  queue.rearm();
+  queue.pump();
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_THAT(log.lines(), Contains(testing::HasSubstr("no proxy app can connect for now")).Times(1));
   settle();
   EXPECT_THAT(counts, IsEmpty());
   queue.rearm();

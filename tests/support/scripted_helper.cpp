@@ -27,33 +27,36 @@ int main() {
   EventLoop loop;
   ReadQueueLinux queue("app.corvana.ipc");
   SocketServer server(loop, queue);
-  std::vector<std::pair<ClientConnection*, std::int64_t>> held;
+  std::vector<std::pair<SocketServer::Client, std::int64_t>> held;
   std::ofstream log(std::string(std::getenv("HOME")) + "/requests", std::ios::app);
 
-  server.onRequest = [&](ClientConnection& client, const Request& request) {
+  server.onRequest = [&](const SocketServer::Client& client, const Request& request) {
     log << encodeMessage(request).value() << std::endl;
     switch (request.op) {
       case Request::Op::hello:
-        client.profileDirectory = request.profileDirectory;
-        return client.send(Response{.id = request.id, .ok = true, .action = Response::Action::acknowledged});
+        client->profileDirectory = request.profileDirectory;
+        client->send(Response{.id = request.id, .ok = true, .action = Response::Action::acknowledged});
+        break;
       case Request::Op::activate:
-        return client.send(
+        client->send(
             Response{.id = request.id, .ok = true, .action = Response::Action::raised, .chromePID = ::getpid()});
+        break;
       case Request::Op::status:
-        held.emplace_back(&client, request.id);
-        if (static_cast<std::int64_t>(held.size()) < request.limit.value_or(1)) return;
+        held.emplace_back(client, request.id);
+        if (static_cast<std::int64_t>(held.size()) < request.limit.value_or(1)) break;
         for (; !held.empty(); held.pop_back()) held.back().first->send(Response{.id = held.back().second, .ok = true});
-        return;
+        break;
       case Request::Op::noteLaunch:
-        return server.broadcast(
-            Event{.event = Event::Kind::windows, .profileDirectory = request.profileDirectory, .count = 1},
-            [](const ClientConnection&) { return true; });
+        server.broadcast(Event{.event = Event::Kind::windows, .profileDirectory = request.profileDirectory, .count = 1},
+                         [](const ClientConnection&) { return true; });
+        break;
       case Request::Op::listTabGroups:
-        return client.send(Response{
+        client->send(Response{
             .id = request.id, .ok = true, .tabGroups = std::vector<TabGroupInfo>{{"Research", true, true, 1}}});
+        break;
       case Request::Op::closeWindows:
       case Request::Op::bye:
-        return;
+        break;
     }
   };
   server.start(Corvana::socketPath());

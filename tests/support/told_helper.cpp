@@ -23,7 +23,7 @@ int main() {
   EventLoop loop;
   ReadQueueLinux queue("app.corvana.ipc");
   SocketServer server(loop, queue);
-  server.onRequest = [](ClientConnection&, const Request& request) {
+  server.onRequest = [](const SocketServer::Client&, const Request& request) {
     std::printf("%s\n", encodeMessage(request).value().c_str());
     std::fflush(stdout);
   };
