@@ -2,7 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "core/identity/json_position.h"
+#include "core/routing/route_choice.h"
 #include "core/routing/route_explanation.h"
 #include "core/routing/rule_check.h"
 
@@ -95,6 +98,56 @@ TEST(JSONPosition, IsThatOfTheValueOrOfWhatLacksIt) {
       EXPECT_EQ(position.line, row.line) << row.text;
       EXPECT_EQ(position.column, row.column) << row.text;
     }
+  }
+}
+
+TEST(RouteChoice, IsTheFirstTargetThatCanBeFound) {
+  const RouteTarget proxyApp = RouteTarget::proxyApp("rule");
+  const RuleSet none;
+  const RuleSet both{.fallback = RouteTarget::browser("fallback"), .localFileTarget = RouteTarget::browser("files")};
+  struct Row {
+    const char* name;
+    const RuleSet& set;
+    std::optional<RouteTarget> ruleTarget;
+    bool isFile;
+    std::set<std::string> gone;
+    RouteReason reason;
+    std::vector<RouteReason> missing;
+  };
+  using enum RouteReason;
+  for (const Row& row : std::vector<Row>{
+           {"a rule", both, proxyApp, true, {}, rule, {}},
+           {"a file", both, {}, true, {}, localFileTarget, {}},
+           {"no file", both, {}, false, {}, fallback, {}},
+           {"nothing", none, {}, true, {}, lastResort, {}},
+           {"rule gone", both, proxyApp, true, {"rule"}, localFileTarget, {rule}},
+           {"rule gone, no file", both, proxyApp, false, {"rule"}, fallback, {rule}},
+           {"file target gone", both, {}, true, {"files"}, fallback, {localFileTarget}},
+           {"all gone",
+            both,
+            proxyApp,
+            true,
+            {"rule", "files", "fallback"},
+            lastResort,
+            {rule, localFileTarget, fallback}},
+           {"rule alone, gone", none, proxyApp, false, {"rule"}, lastResort, {rule}},
+       }) {
+    std::vector<std::string> asked;
+    const RouteChoice choice = RouteChoice::make(row.ruleTarget, row.isFile, row.set, [&](const RouteTarget& wanted) {
+      asked.push_back(wanted.bundleID());
+      return row.gone.contains(wanted.bundleID()) ? std::nullopt
+                                                  : std::optional<std::filesystem::path>("/" + wanted.bundleID());
+    });
+    EXPECT_EQ(choice.reason, row.reason) << row.name;
+    EXPECT_EQ(choice.targetWasMissing(), !row.missing.empty()) << row.name;
+    std::vector<RouteReason> missing;
+    for (const auto& candidate : choice.missing) missing.push_back(candidate.reason);
+    EXPECT_EQ(missing, row.missing) << row.name;
+    EXPECT_EQ(choice.target.has_value(), row.reason != lastResort) << row.name;
+    if (choice.target) {
+      EXPECT_EQ(choice.application, "/" + choice.target->bundleID()) << row.name;
+    }
+    EXPECT_EQ(asked.size(), missing.size() + (choice.target ? 1 : 0)) << row.name << ": none is asked for needlessly";
   }
 }
 
