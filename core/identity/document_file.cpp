@@ -1,6 +1,7 @@
 #include "core/identity/document_file.h"
 
 #include "core/identity/corvana.h"
+#include "core/identity/log.h"
 
 namespace corvana {
 
@@ -10,7 +11,7 @@ DocumentFile::State DocumentFile::state() const {
   return date == loadedModification_ ? State::unchanged : State::changed;
 }
 
-std::string DocumentFile::read() {
+std::string DocumentFile::readText() {
   const std::filesystem::path file = location_();
   loadedModification_ = files::modificationDate(file);
   files::DatedContent content = files::readDated(file, maximumBytes);
@@ -18,9 +19,30 @@ std::string DocumentFile::read() {
   return std::move(content.bytes);
 }
 
+DocumentLock DocumentFile::lock(std::chrono::milliseconds patience) const {
+  return DocumentLock(location_(), patience);
+}
+
 void DocumentFile::write(std::string_view content) {
   Corvana::ensureSupportDirectory();
+  const std::filesystem::path file = location_();
+  if (couldNotBeRead_) {
+    if (const auto copy = files::keepAside(file)) {
+      Log::helper.error(file.filename().string(), " could not be read; what it held is kept in ", copy->string());
+    }
+  }
+  replace(content);
+}
+
+void DocumentFile::erase(std::string_view content) {
+  Corvana::ensureSupportDirectory();
+  replace(content);
+  files::removeKept(location_());
+}
+
+void DocumentFile::replace(std::string_view content) {
   loadedModification_ = files::replace(location_(), content);
+  couldNotBeRead_ = false;
 }
 
 }  // namespace corvana

@@ -5,6 +5,7 @@
 
 #include "core/identity/corvana.h"
 #include "core/identity/document_file.h"
+#include "core/identity/document_lock.h"
 #include "core/identity/helper_installer.h"
 #include "core/identity/json_coding.h"
 #include "core/identity/log.h"
@@ -22,9 +23,11 @@ constexpr std::array<std::string_view, 4> fileNames{"registry.json", "rules.json
 
 /// An existing file is never overwritten.
 void migrate(const fs::path& oldFile, const fs::path& newFile) {
-  if (!files::exists(oldFile) || files::exists(newFile)) return;
+  if (!files::exists(oldFile)) return;
   const std::string name = oldFile.filename().string();
   try {
+    const DocumentLock lock(newFile);  // nor is one that appears meanwhile
+    if (files::exists(newFile)) return;
     files::replace(newFile, files::read(oldFile, DocumentFile::maximumBytes));
     Log::creator.notice("migrated ", name, " from ", oldFile.parent_path().string());
   } catch (const std::exception& error) {

@@ -32,16 +32,31 @@ void SettingsStore::reloadIfChanged() {
   if (file_.state() != DocumentFile::State::changed) return;
   problem_.reset();
   try {
-    settings = AppSettings::parse(file_.read());
+    settings = file_.read(&AppSettings::parse);
   } catch (const std::exception& error) {
     if (file_.state() == DocumentFile::State::missing) return;  // it has gone just now
     problem_ = error.what();
-    Log::helper.error("settings.json could not be read; using defaults: ", *problem_);
+    Log::helper.error("settings.json could not be read; using defaults");
+    Log::helper.error("settings.json: ", *problem_);
     settings = {};
   }
 }
 
 void SettingsStore::save() {
+  const DocumentLock lock = file_.lock();
+  write();
+}
+
+void SettingsStore::change(const std::function<void(AppSettings&)>& change) {
+  const DocumentLock lock = file_.lock();
+  reloadIfChanged();
+  AppSettings changed = settings;
+  change(changed);
+  settings = changed;
+  write();
+}
+
+void SettingsStore::write() {
   file_.write(settings.documentText());
   problem_.reset();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -40,10 +41,16 @@ class SettingsStore {
   /// Throws std::filesystem::filesystem_error; the values in memory stay as they are.
   void save();
 
+  /// Changes the values as they are in the file now, and saves them; meanwhile no other process does the same. Throws
+  /// what `change` throws, which then has changed nothing, and as save does.
+  void change(const std::function<void(AppSettings&)>& change);
+
   /// What is wrong with the file, if it was broken when it was last read.
   const std::optional<std::string>& problem() const { return problem_; }
 
  private:
+  void write();
+
   DocumentFile file_{&Corvana::settingsURL};
   std::optional<std::string> problem_;
 };

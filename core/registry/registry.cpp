@@ -75,6 +75,14 @@ std::vector<fs::path> bundlesIn(const fs::path& folder) {
   return bundles;
 }
 
+Registry readFrom(DocumentFile& file) {
+  try {
+    return file.read(&Registry::parse);
+  } catch (const std::exception&) {
+    return {};
+  }
+}
+
 fs::path standardized(const fs::path& path) {
   const fs::path normal = path.lexically_normal();
   return normal.has_filename() || normal == normal.root_path() ? normal : normal.parent_path();
@@ -102,6 +110,17 @@ bool RegisteredApp::existsOnDisk() const {
   return files::exists(path);
 }
 
+bool RegisteredApp::isAt(const fs::path& bundle) const {
+  if (!files::exists(bundle)) return false;
+  try {
+    const auto plist = Bundle{bundle}.infoDictionary();
+    const auto* there = plist ? find<std::string>(*plist, "CFBundleIdentifier") : nullptr;
+    return there == nullptr || *there == bundleID;
+  } catch (const std::exception&) {
+    return true;  // it does not say what it is
+  }
+}
+
 bool RegisteredApp::needsRebuildAfterRename() const {
   return existsOnDisk() && !files::exists(fs::path(path) / "Contents/MacOS/CorvanaStub");
 }
@@ -124,16 +143,31 @@ void RegisteredApp::refreshBookmark() {
 }
 
 Registry Registry::load() {
-  try {
-    DocumentFile file(&Corvana::registryURL);
-    return parse(file.read());
-  } catch (const std::exception&) {
-    return {};
-  }
+  DocumentFile file(&Corvana::registryURL);
+  return readFrom(file);
 }
 
 void Registry::save() const {
-  DocumentFile(&Corvana::registryURL).write(documentText());
+  DocumentFile file(&Corvana::registryURL);
+  const DocumentLock lock = file.lock();
+  (void)readFrom(file);  // so that it is known whether there is something to keep
+  file.write(documentText());
+}
+
+Registry Registry::change(const std::function<void(Registry&)>& change) {
+  DocumentFile file(&Corvana::registryURL);
+  const DocumentLock lock = file.lock();
+  Registry registry;
+  try {
+    registry = file.read(&Registry::parse);
+  } catch (const DecodingError&) {
+    // There is nothing to go by.
+  } catch (const fs::filesystem_error& error) {
+    if (error.code() != std::errc::no_such_file_or_directory) throw;  // it may be readable again in a moment
+  }
+  change(registry);
+  file.write(registry.documentText());
+  return registry;
 }
 
 Registry Registry::parse(std::string_view text) {
@@ -207,10 +241,10 @@ std::optional<fs::path> Registry::resolve(const RegisteredApp& app, Workspace& w
     auto folders = standardSearchDirectories();
     folders.push_back(userDirectories::home());
     auto found = bookmark::resolve(*app.bookmark, folders);
-    if (found && files::exists(*found)) return found;
+    if (found && app.isAt(*found)) return found;
   }
   const auto known = workspace.urlForApplication(app.bundleID);
-  return known && files::exists(*known) ? known : std::nullopt;
+  return known && app.isAt(*known) ? known : std::nullopt;
 }
 
 }  // namespace corvana

@@ -33,6 +33,9 @@ struct RegisteredApp {
   bool isMissing = false;
 
   bool existsOnDisk() const;
+  /// Whether what is at its path may be this app: something is there, and it does not say that it is another one.
+  bool isInPlace() const { return isAt(path); }
+  bool isAt(const std::filesystem::path& bundle) const;
   /// Its executable still bears an earlier name of the product, so that it cannot reach the helper.
   bool needsRebuildAfterRename() const;
   /// Why it should be built anew, for the user; empty when it need not be, or is not there.
@@ -56,6 +59,12 @@ struct Registry {
   /// Throws std::filesystem::filesystem_error; the file is then as it was.
   void save() const;
 
+  /// Lets `change` at the registry as it is in the file, and writes what comes of it; meanwhile no other process does
+  /// the same. A missing file is an empty registry, and so is a broken one, which is kept under another name. Throws
+  /// std::filesystem::filesystem_error, also when the file cannot be read, and what `change` throws; the file is then
+  /// as it was.
+  static Registry change(const std::function<void(Registry&)>& change);
+
   /// The text of a document, and back. `parse` throws DecodingError.
   static Registry parse(std::string_view text);
   std::string documentText() const;
@@ -73,7 +82,8 @@ struct Registry {
   /// The user's and the system's folder of applications.
   static std::vector<std::filesystem::path> standardSearchDirectories();
 
-  /// Where the app is now, by its bookmark or else by what the workspace knows; nothing when it is found nowhere. Where
+  /// Where the app is now, by its bookmark or else by what the workspace knows; nothing when it is found nowhere, or
+  /// when another app is where it was. Where
   /// a bookmark does not lead by itself, it is looked for in the standard directories, the home directory, and the
   /// folders in these.
   static std::optional<std::filesystem::path> resolve(const RegisteredApp& app, Workspace& workspace);

@@ -255,8 +255,14 @@ bool isPort(std::string_view text) {
   return number <= 65'535;
 }
 
+struct Authority {
+  std::string host;
+  /// Where the text of the host ended.
+  const char* hostEnd;
+};
+
 /// "authority state" to "port state": user information, host and port, of which the host is kept.
-std::optional<std::string> parseAuthority(std::string_view authority, bool isSpecialScheme) {
+std::optional<Authority> parseAuthority(std::string_view authority, bool isSpecialScheme) {
   std::string_view hostAndPort = authority;
   const std::size_t at = authority.rfind('@');
   if (at != std::string_view::npos) hostAndPort.remove_prefix(at + 1);
@@ -267,7 +273,9 @@ std::optional<std::string> parseAuthority(std::string_view authority, bool isSpe
   const bool hasMore = at != std::string_view::npos || colon != std::string_view::npos;
   if (host.empty() && (isSpecialScheme || hasMore)) return std::nullopt;
   if (colon != std::string_view::npos && !isPort(hostAndPort.substr(colon + 1))) return std::nullopt;
-  return parseHost(host, isSpecialScheme);
+  auto parsed = parseHost(host, isSpecialScheme);
+  if (!parsed) return std::nullopt;
+  return Authority{std::move(*parsed), host.data() + host.size()};
 }
 
 /// "Windows drive letter".
@@ -333,6 +341,13 @@ std::optional<std::pair<std::string, std::string_view>> parseFileHost(std::strin
   return std::pair(*host == "localhost" ? std::string() : std::move(*host), rest.substr(end));
 }
 
+/// The place in the text that `place` stands for in what is left when some characters are removed from it.
+std::size_t placeBefore(std::size_t place, std::string_view text) {
+  std::size_t i = 0;
+  for (; place > 0; ++i) place -= removed.holds(text[i]) ? 0 : 1;
+  return i;
+}
+
 std::optional<LinkParts> parse(std::string_view text) {
   LinkParts parts;
   const std::size_t colon = text.find(':');
@@ -357,9 +372,10 @@ std::optional<LinkParts> parse(std::string_view text) {
     while (isSpecialScheme && !rest.empty() && webSlashes.holds(rest.front())) rest.remove_prefix(1);
     if (!isSpecialScheme) rest.remove_prefix(2);
     const std::size_t end = slashesOf(isSpecialScheme).firstIn(rest);
-    auto host = parseAuthority(rest.substr(0, end), isSpecialScheme);
-    if (!host) return std::nullopt;
-    parts.host = std::move(*host);
+    auto authority = parseAuthority(rest.substr(0, end), isSpecialScheme);
+    if (!authority) return std::nullopt;
+    parts.host = std::move(authority->host);
+    if (!parts.host.empty()) parts.hostEnd = static_cast<std::size_t>(authority->hostEnd - text.data());
     rest.remove_prefix(end);
     if (rest.empty() && !isSpecialScheme) return parts;
   } else if (!rest.starts_with('/')) {
@@ -379,7 +395,9 @@ std::optional<LinkParts> LinkParts::split(const URL& link) {
   if (!removed.holdsAnyOf(text)) return parse(text);
   std::string clean(text);
   std::erase_if(clean, [](char c) { return removed.holds(c); });
-  return parse(clean);
+  auto parts = parse(clean);
+  if (parts) parts->hostEnd = placeBefore(parts->hostEnd, text);
+  return parts;
 }
 
 }  // namespace corvana

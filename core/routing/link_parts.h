@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,6 +21,8 @@ struct LinkParts {
   std::string path;
   /// Without the question mark. Percent-encoding is left as it was.
   std::string query;
+  /// Where in the link's own text that ends which is read as its host; 0 when it has none, and for files.
+  std::size_t hostEnd = 0;
 
   bool isFile() const { return scheme == "file"; }
 

@@ -27,26 +27,22 @@ void fields(auto& link, auto& visitor) {
   visitor.required("targetWasMissing", link.targetWasMissing);
 }
 
-/// The path, decoded, of a link to a local file; nothing for any other link.
-std::optional<std::filesystem::path> filePathOf(const std::string& link) {
-  const auto url = URL::absolute(link);
-  const auto parts = url && url->isFileURL() ? LinkParts::split(*url) : std::nullopt;
-  if (!parts) return std::nullopt;
-  return ascii::percentDecoded(parts->path);
+std::string logged(const std::exception& error) {
+  Log::helper.error("could not write recent links: ", error.what());
+  return error.what();
 }
 
-/// Empty when the link has none.
-std::string hostOf(const std::string& link) {
-  const auto url = URL::absolute(link);
-  const auto parts = url ? LinkParts::split(*url) : std::nullopt;
-  return parts ? parts->host : "";
-}
-
-/// Where the host stands in the link, in letters of whatever case. Schemes may well contain the letters of a short one.
-std::size_t findHost(std::string link, std::string host) {
-  ascii::lowercase(link);
-  ascii::lowercase(host);
-  return link.find(host, link.find(':'));
+/// Of the file with that path, which is decoded.
+RecentLink::Display displayOfFile(std::filesystem::path path) {
+  if (!path.has_filename()) path = path.parent_path();
+  const std::filesystem::path name = path.filename();
+  const std::filesystem::path folder = path.parent_path();
+  const auto relative = folder.lexically_relative(userDirectories::home());
+  const bool isInHome = !relative.empty() && *relative.begin() != "..";
+  return {.host = name.empty() ? "/" : name.string(),
+          .path = !isInHome         ? folder.string()
+                  : relative == "." ? "~"
+                                    : "~/" + relative.string()};
 }
 
 }  // namespace
@@ -67,28 +63,13 @@ bool RecentLink::isLocalFile() const {
   return parsed && parsed->isFileURL();
 }
 
-std::string RecentLink::displayHost() const {
-  if (const auto file = filePathOf(url)) {
-    const std::filesystem::path name = (file->has_filename() ? *file : file->parent_path()).filename();
-    return name.empty() ? "/" : name.string();
-  }
-  std::string host = hostOf(url);
-  return host.empty() ? url : host;
-}
-
-std::string RecentLink::displayPath() const {
-  if (const auto file = filePathOf(url)) {
-    const std::filesystem::path folder = (file->has_filename() ? *file : file->parent_path()).parent_path();
-    const std::filesystem::path home = userDirectories::home();
-    const auto relative = folder.lexically_relative(home);
-    if (relative.empty() || *relative.begin() == "..") return folder.string();
-    return relative == "." ? "~" : "~/" + relative.string();
-  }
-  const std::string host = hostOf(url);
-  const std::size_t found = host.empty() ? std::string::npos : findHost(url, host);
-  if (found == std::string::npos) return "";
-  std::string rest = url.substr(found + host.size());
-  return rest == "/" ? "" : rest;
+RecentLink::Display RecentLink::display() const {
+  const auto parsed = URL::absolute(url);
+  const auto parts = parsed ? LinkParts::split(*parsed) : std::nullopt;
+  if (parts && parsed->isFileURL()) return displayOfFile(ascii::percentDecoded(parts->path));
+  if (!parts || parts->host.empty()) return {.host = url, .path = ""};
+  std::string rest = url.substr(parts->hostEnd);
+  return {.host = parts->host, .path = rest == "/" ? "" : std::move(rest)};
 }
 
 RecentLinksStore& RecentLinksStore::shared() {
@@ -109,7 +90,7 @@ bool RecentLinksStore::reloadIfChanged() {
       break;
   }
   try {
-    links_ = parse(file_.read());
+    links_ = file_.read(&RecentLinksStore::parse);
   } catch (const std::exception&) {
     links_.clear();  // a history is not worth a word to anybody
   }
@@ -117,22 +98,38 @@ bool RecentLinksStore::reloadIfChanged() {
 }
 
 void RecentLinksStore::record(RecentLink link) {
+  const auto lock = lockForRecording();
   reloadIfChanged();
   links_.insert(links_.begin(), std::move(link));
   if (links_.size() > limit) links_.resize(limit);
-  write();
-}
-
-void RecentLinksStore::clear() {
-  links_.clear();
-  write();
-}
-
-void RecentLinksStore::write() {
   try {
     file_.write(documentText(links_));
   } catch (const std::exception& error) {
-    Log::helper.error("could not write recent links: ", error.what());
+    (void)logged(error);
+  }
+}
+
+std::optional<DocumentLock> RecentLinksStore::lockForRecording() {
+  try {
+    std::optional<DocumentLock> lock(file_.lock(isHeldUp_ ? std::chrono::milliseconds(0) : patience_));
+    isHeldUp_ = false;
+    return lock;
+  } catch (const std::exception&) {
+    // Without the lock another process's entry may be lost, which is less than all that are to come. If it is the disk
+    // that is in the way, writing will say so.
+    isHeldUp_ = true;
+    return std::nullopt;
+  }
+}
+
+std::optional<std::string> RecentLinksStore::clear() {
+  links_.clear();
+  try {
+    const DocumentLock lock = file_.lock();
+    file_.erase(documentText(links_));
+    return std::nullopt;
+  } catch (const std::exception& error) {
+    return logged(error);
   }
 }
 

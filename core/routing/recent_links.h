@@ -36,8 +36,13 @@ struct RecentLink {
   bool isLocalFile() const;
   /// What to show in two parts: a file's name and its folder, with "~" for the home directory; of other links the host
   /// (the whole text when there is none) and what follows it.
-  std::string displayHost() const;
-  std::string displayPath() const;
+  struct Display {
+    std::string host;
+    std::string path;
+  };
+  Display display() const;
+  std::string displayHost() const { return display().host; }
+  std::string displayPath() const { return display().path; }
 
   bool operator==(const RecentLink&) const = default;
 };
@@ -48,7 +53,10 @@ class RecentLinksStore {
   /// The most entries that are kept.
   static constexpr std::size_t limit = 200;
 
-  RecentLinksStore() { reloadIfChanged(); }
+  /// `patience` is how long `record` waits for another process.
+  explicit RecentLinksStore(std::chrono::milliseconds patience = std::chrono::milliseconds(100)) : patience_(patience) {
+    reloadIfChanged();
+  }
 
   /// The process's own, made at the first use. For composition roots.
   static RecentLinksStore& shared();
@@ -61,20 +69,25 @@ class RecentLinksStore {
   bool reloadIfChanged();
 
   /// Adds an entry, lets go of the oldest beyond the limit, and writes the file. A failure to write is logged, and the
-  /// entry kept in memory.
+  /// entry kept in memory. Another process that is changing the file is waited for, but whoever routes links has no
+  /// time: when that does not finish it is waited for no more, and the entry written all the same.
   void record(RecentLink link);
 
-  /// Forgets all entries, here and in the file. A failure to write is logged.
-  void clear();
+  /// Forgets all entries, here and in the file, and what was kept of files that could not be read. What went wrong with
+  /// the file, if anything, which is logged as well.
+  std::optional<std::string> clear();
 
   /// The text of a document, and back. `parse` throws DecodingError.
   static std::string documentText(const std::vector<RecentLink>& links);
   static std::vector<RecentLink> parse(std::string_view text);
 
  private:
-  void write();
+  std::optional<DocumentLock> lockForRecording();
 
+  std::chrono::milliseconds patience_;
   std::vector<RecentLink> links_;
+  /// Somebody has the lock and has not let go of it in time.
+  bool isHeldUp_ = false;
   DocumentFile file_{&Corvana::recentLinksURL};
 };
 

@@ -47,17 +47,31 @@ bool RuleStore::reloadIfChanged() {
   }
   problem_.reset();
   try {
-    rules_ = compiled(RuleSet::parse(file_.read()));
+    rules_ = compiled(file_.read(&RuleSet::parse));
   } catch (const std::exception& error) {
     if (file_.state() == DocumentFile::State::missing) return reloadIfChanged();  // it has gone just now
     problem_ = error.what();
-    Log::helper.error("rules.json could not be read; routing everything to the fallback: ", *problem_);
+    Log::helper.error("rules.json could not be read; routing everything to the fallback");
+    Log::helper.error("rules.json: ", *problem_);
     rules_ = compiled({});
   }
   return true;
 }
 
 void RuleStore::save(RuleSet set) {
+  const DocumentLock lock = file_.lock();
+  write(std::move(set));
+}
+
+void RuleStore::change(const std::function<void(RuleSet&)>& change) {
+  const DocumentLock lock = file_.lock();
+  reloadIfChanged();
+  RuleSet changed = set();
+  change(changed);
+  write(std::move(changed));
+}
+
+void RuleStore::write(RuleSet set) {
   auto rules = compiled(std::move(set));
   file_.write(rules->document().documentText());
   rules_ = std::move(rules);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -38,10 +39,16 @@ class RuleStore {
   /// Writes the document and takes it over. Throws std::filesystem::filesystem_error, and has then changed nothing.
   void save(RuleSet set);
 
+  /// Changes the document as it is in the file now, and saves it; meanwhile no other process does the same. Throws what
+  /// `change` throws, and as save does; nothing has changed then.
+  void change(const std::function<void(RuleSet&)>& change);
+
   /// Where the file is broken and how, if it was when it was last read.
   const std::optional<std::string>& problem() const { return problem_; }
 
  private:
+  void write(RuleSet set);
+
   /// The parsed and compiled document; never null.
   std::unique_ptr<const CompiledRules> rules_;
   DocumentFile file_{&Corvana::rulesURL};

@@ -42,10 +42,19 @@ DatedContent readDated(const std::filesystem::path& file, std::size_t maximumByt
 std::string read(const std::filesystem::path& file, std::size_t maximumBytes);
 
 /// Puts a file with this content in the place of `file`, so that whoever reads it, and whatever fails, finds either the
-/// old content or the new one whole. The new file is readable and writable by its owner only and its modification date
-/// is later than that of the file it replaces, since others tell by the date that there is something new. Its folder
-/// must be there. What earlier writers were killed over is cleared away. The result is the new file's date.
+/// old content or the new one whole. A link stays, and what it leads to is written. The new file is readable and
+/// writable by its owner only and its modification date is later than that of the file it replaces, since others tell
+/// by the date that there is something new. Its folder must be there. What earlier writers were killed over is cleared
+/// away. The result is the new file's date.
 ModificationDate replace(const std::filesystem::path& file, std::string_view bytes);
+
+/// Keeps what is in `file` under another name, "settings.json.kept-1" and so on, beside the file or beside what it
+/// leads to if it is a link, whether or not it can be read. What is kept already is not kept again. The copy's path;
+/// nothing when there is no file.
+std::optional<std::filesystem::path> keepAside(const std::filesystem::path& file);
+
+/// Removes all that was kept of the file.
+void removeKept(const std::filesystem::path& file);
 
 /// Creates the directory and the missing ones above it, each readable, writable and searchable by its owner only.
 /// An existing directory is left as it is.

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "platform/files/file_system_posix.h"
 #include "platform/process/unique_fd.h"
@@ -20,11 +21,43 @@ namespace {
   throw std::filesystem::filesystem_error(what, file, std::error_code(error, std::generic_category()));
 }
 
+/// What a link leads to, and what that leads to, be it there or not. Any other file is its own place.
+std::filesystem::path placeOf(std::filesystem::path file) {
+  constexpr int mostLinks = 40;  // as many as Linux follows, by path_resolution(7)
+  for (int links = 0; links <= mostLinks; ++links) {
+    std::error_code error;
+    const std::filesystem::path target = std::filesystem::read_symlink(file, error);
+    if (error == std::errc::invalid_argument || error == std::errc::no_such_file_or_directory) return file;
+    if (error) fail("cannot examine", file, error.value());
+    file = file.parent_path() / target;
+  }
+  fail("cannot write", file, ELOOP);
+}
+
+constexpr std::string_view keptSuffix = ".kept-";
+
+/// Also of two that cannot be read when they are one, by two names.
+bool haveSameContent(const std::filesystem::path& a, const std::filesystem::path& b) {
+  std::error_code error;
+  if (std::filesystem::equivalent(a, b, error)) return true;
+  const std::uintmax_t size = std::filesystem::file_size(a, error);
+  if (error || size != std::filesystem::file_size(b, error)) return false;
+  try {
+    return read(a, size) == read(b, size);
+  } catch (const std::filesystem::filesystem_error&) {
+    return false;
+  }
+}
+
 constexpr std::string_view temporarySuffix = ".new";
 
 /// Begins the names of the temporary files that become `file`.
 std::string temporaryPrefix(const std::filesystem::path& file) {
   return "." + file.filename().string() + ".";
+}
+
+std::filesystem::path temporaryFor(const std::filesystem::path& file) {
+  return file.parent_path() / (temporaryPrefix(file) + randomUUID() + std::string(temporarySuffix));
 }
 
 /// A new file that is gone again unless it is given its place.
@@ -153,17 +186,48 @@ DatedContent readDated(const std::filesystem::path& file, std::size_t maximumByt
 }
 
 ModificationDate replace(const std::filesystem::path& file, std::string_view bytes) {
-  TemporaryFile fresh(file.parent_path() / (temporaryPrefix(file) + randomUUID() + std::string(temporarySuffix)));
+  const std::filesystem::path place = placeOf(file);
+  TemporaryFile fresh(temporaryFor(place));
   fresh.write(bytes);
-  fresh.setDate(modificationDate(file));
+  fresh.setDate(modificationDate(place));
   const ModificationDate date = fresh.date();
-  fresh.moveTo(file);
+  fresh.moveTo(place);
 
   // The new file is in its place. Were its folder's entry lost to a power failure, the old one would be there, whole.
-  const UniqueFD folder(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const UniqueFD folder(::open(place.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder) (void)synchronize(folder.get());
-  removeLeftovers(file);
+  removeLeftovers(place);
   return date;
+}
+
+std::optional<std::filesystem::path> keepAside(const std::filesystem::path& file) {
+  const std::filesystem::path place = placeOf(file);
+  for (int number = 1;; ++number) {
+    std::filesystem::path kept = place;
+    kept += std::string(keptSuffix) + std::to_string(number);
+    // A second name costs nothing and needs no reading, which may be what fails.
+    if (::link(place.c_str(), kept.c_str()) == 0) return kept;
+    const int error = errno;
+    if (error == ENOENT) return std::nullopt;
+    if (error == EEXIST) {
+      if (haveSameContent(place, kept)) return kept;
+      continue;
+    }
+    TemporaryFile copy(temporaryFor(kept));  // not every file system has links
+    copy.write(read(place, std::filesystem::file_size(place)));
+    copy.moveTo(kept);
+    return kept;
+  }
+}
+
+void removeKept(const std::filesystem::path& file) {
+  const std::filesystem::path place = placeOf(file);
+  const std::string prefix = place.filename().string() + std::string(keptSuffix);
+  std::vector<std::filesystem::path> kept;
+  for (const auto& entry : std::filesystem::directory_iterator(place.parent_path())) {
+    if (entry.path().filename().string().starts_with(prefix)) kept.push_back(entry.path());
+  }
+  for (const std::filesystem::path& copy : kept) std::filesystem::remove(copy);
 }
 
 void createPrivateDirectories(const std::filesystem::path& directory) {

@@ -100,6 +100,32 @@ TEST(Files, ReadNeitherBlocksNorTakesTooMuch) {
   EXPECT_THROW(files::read(fifo, 5), std::filesystem::filesystem_error);
 }
 
+TEST(Files, AreReplacedWhereLinksLead) {
+  const TemporaryHome home;
+  const fs::path folder = home.write("folder/file", "old").parent_path();
+  const fs::path elsewhere = "/dev/shm" / home.path().filename();
+  fs::create_symlink("folder/file", home.path() / "relative");
+  fs::create_symlink(home.path() / "relative", home.path() / "chain");
+  fs::create_symlink("../new", folder / "dangling");
+  fs::create_symlink(elsewhere, home.path() / "other file system");
+  fs::create_symlink("loop", home.path() / "loop");
+  fs::create_symlink("nowhere/file", home.path() / "nowhere to");
+  for (const auto& [link, place] :
+       std::vector<std::pair<fs::path, fs::path>>{{home.path() / "relative", folder / "file"},
+                                                  {home.path() / "chain", folder / "file"},
+                                                  {folder / "dangling", home.path() / "new"},
+                                                  {home.path() / "other file system", elsewhere}}) {
+    const auto date = files::replace(link, link.string());
+    EXPECT_TRUE(fs::is_symlink(link)) << link;
+    EXPECT_EQ(support::readFile(place), link.string());
+    EXPECT_EQ(files::modificationDate(link), date);
+  }
+  fs::remove(elsewhere);
+  EXPECT_THROW(files::replace(home.path() / "loop", ""), fs::filesystem_error);
+  EXPECT_THROW(files::replace(home.path() / "nowhere to", ""), fs::filesystem_error);
+  EXPECT_TRUE(fs::is_symlink(home.path() / "loop") && fs::is_symlink(home.path() / "nowhere to"));
+}
+
 TEST(UserDirectories, TheTemporaryDirectoryIsNeverOneThatOthersCanUse) {
   TemporaryHome home;
   const auto runtime = home.path() / "runtime";

@@ -125,6 +125,44 @@ TEST_F(RegistryTest, FollowsAppsThatWereMoved) {
   EXPECT_THAT(names(), ElementsAre("5", "Gone (missing)", "Labour", "Play (missing)"));
 }
 
+TEST_F(RegistryTest, DoesNotTakeAnotherAppForOneThatHasGone) {
+  const fs::path place = makeApp("Applications", "Work", "app.corvana.1");
+  rescan();
+  const auto bookmark = registry.apps[0].bookmark;
+  // Deleted and made again, in the same file as far as anybody can tell: only what it says of itself has changed.
+  makeApp("Applications", "Work", "app.corvana.2");
+  workspace.installed["app.corvana.1"] = place;
+  rescan();
+  EXPECT_THAT(names(), testing::UnorderedElementsAre("Work (missing)", "Work"));
+  const auto& old = registry.apps[registry.apps[0].bundleID == "app.corvana.1" ? 0 : 1];
+  EXPECT_TRUE(old.isMissing && !old.isInPlace());
+  EXPECT_EQ(old.bookmark, bookmark);
+
+  // Without anything to make a bookmark of, the old one stays.
+  RegisteredApp gone{.path = "/nowhere/Work.app", .bookmark = "old"};
+  gone.refreshBookmark();
+  EXPECT_EQ(gone.bookmark, "old");
+}
+
+TEST_F(RegistryTest, AChangeKeepsWhatItCannotReadAndStopsWhereReadingFails) {
+  const auto add = [](Registry& changed) { changed.upsert({.bundleID = "app.corvana.1"}); };
+  EXPECT_EQ(Registry::change(add).apps.size(), 1u);
+  const std::string document = "Library/Application Support/Corvana/registry.json";
+  for (const bool isWhole : {false, true}) {  // as a change, and as a whole document
+    home.write(document, isWhole ? "broken 2" : "broken 1");
+    isWhole ? registry.save() : (void)Registry::change(add);
+  }
+  EXPECT_EQ(support::readFile(home.path() / (document + ".kept-1")), "broken 1");
+  EXPECT_EQ(support::readFile(home.path() / (document + ".kept-2")), "broken 2");
+  registry.save();
+  EXPECT_FALSE(fs::exists(home.path() / (document + ".kept-3")));
+
+  EXPECT_THROW(Registry::change([](Registry&) { throw std::runtime_error("no"); }), std::runtime_error);
+  fs::remove(home.path() / document);
+  fs::create_directory(home.path() / document);
+  EXPECT_THROW(Registry::change([](Registry&) { FAIL() << "it may hold something"; }), fs::filesystem_error);
+}
+
 TEST_F(RegistryTest, UpsertKeepsPlacesAndSearchesEachFolderOnce) {
   for (const char* id : {"a", "b", "c"}) registry.upsert({.bundleID = id, .path = std::string("/Applications/") + id});
   registry.upsert({.bundleID = "b", .name = "new", .path = "/Other//x/../b"});

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -40,10 +41,29 @@ void setDate(const fs::path& file, std::chrono::seconds fromNow) {
   fs::last_write_time(file, fs::file_time_type::clock::now() + fromNow);
 }
 
+/// But for the locks, which stay.
 std::vector<std::string> namesIn(const fs::path& directory) {
   std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(directory)) names.push_back(entry.path().filename());
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    if (entry.path().extension() != ".lock") names.push_back(entry.path().filename());
+  }
   return names;
+}
+
+/// Lets several processes do the same at once, each as often.
+void inProcesses(int processes, int times, const std::function<void()>& work) {
+  std::vector<pid_t> children;
+  for (int i = 0; i < processes; ++i) {
+    children.push_back(::fork());
+    if (children.back() != 0) continue;
+    for (int j = 0; j < times; ++j) work();
+    ::_exit(0);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+  }
 }
 
 TEST(RuleStore, FollowsTheFile) {
@@ -79,9 +99,17 @@ TEST(RuleStore, FollowsTheFile) {
   EXPECT_EQ(store.problem(), "rules[0].target: missing");
   setDate(Corvana::rulesURL(), std::chrono::seconds(6));
   EXPECT_TRUE(store.reloadIfChanged());
-  EXPECT_THAT(log.lines(), ElementsAre("helper error: rules.json could not be read; routing everything to the "
-                                       "fallback: rules[0].target: missing",
-                                       StartsWith("helper error: rules.json could not be read; ")));
+  const std::string message = "helper error: rules.json could not be read; routing everything to the fallback";
+  const std::string reason = "helper error: rules.json: rules[0].target: missing";
+  EXPECT_THAT(log.lines(), ElementsAre(message, reason, message, reason));
+
+  // So is one that cannot be opened.
+  fs::remove(Corvana::rulesURL());
+  fs::create_directory(Corvana::rulesURL());
+  EXPECT_TRUE(store.reloadIfChanged());
+  EXPECT_FALSE(store.reloadIfChanged());
+  EXPECT_THAT(log.lines(), SizeIs(6));
+  fs::remove(Corvana::rulesURL());
 
   other.save(rulesNamed("third"));
   EXPECT_TRUE(store.reloadIfChanged());
@@ -90,6 +118,13 @@ TEST(RuleStore, FollowsTheFile) {
   EXPECT_TRUE(store.reloadIfChanged());
   EXPECT_EQ(store.set(), RuleSet());
   EXPECT_FALSE(store.reloadIfChanged());
+
+  // A document without rules is one as well.
+  other.save({.fallback = RouteTarget::browser("b")});
+  EXPECT_TRUE(store.reloadIfChanged());
+  fs::remove(Corvana::rulesURL());
+  EXPECT_TRUE(store.reloadIfChanged());
+  EXPECT_EQ(store.set(), RuleSet());
 }
 
 TEST(RuleStore, DecidesByTheFileAsItIsNow) {
@@ -128,8 +163,18 @@ TEST(SettingsStore, KeepsValuesWithoutAFileAndDropsThemForABrokenOne) {
   other.reloadIfChanged();
   other.reloadIfChanged();
   EXPECT_EQ(other.settings, AppSettings());
-  EXPECT_THAT(log.lines(), ElementsAre(StartsWith("helper error: settings.json could not be read; using defaults: "
-                                                  "version: expected an integer")));
+  EXPECT_THAT(log.lines(), ElementsAre("helper error: settings.json could not be read; using defaults",
+                                       StartsWith("helper error: settings.json: version: expected an integer")));
+  // 2^63 is one more than an integer of 64 bits can be; the double before it is one.
+  for (const auto& [number, isRead] : {std::pair("9223372036854775808.0", false), {"9223372036854774784.0", true}}) {
+    std::string problem;
+    try {
+      (void)AppSettings::parse("{\"version\": " + std::string(number) + "}");
+    } catch (const std::runtime_error& error) {
+      problem = error.what();
+    }
+    EXPECT_EQ(problem.empty(), isRead) << number << problem;
+  }
 }
 
 TEST(RecentLinksStore, KeepsTheNewestTwoHundred) {
@@ -152,6 +197,11 @@ TEST(RecentLinksStore, KeepsTheNewestTwoHundred) {
   EXPECT_EQ(support::readFile(Corvana::recentLinksURL()), "[]\n");
   EXPECT_TRUE(store.reloadIfChanged());
   EXPECT_THAT(store.links(), IsEmpty());
+
+  // An empty history that goes is a change, too.
+  fs::remove(Corvana::recentLinksURL());
+  EXPECT_TRUE(store.reloadIfChanged());
+  EXPECT_FALSE(store.reloadIfChanged());
 
   // An entry that is not whole makes the history an empty one, without a word.
   store.record(linkTo("https://example.org/"));
@@ -178,15 +228,16 @@ TEST(RecentLinks, AreWrittenWithDatesThatPeopleCanRead) {
     return RecentLinksStore::parse(changed).at(0).date;
   };
   EXPECT_EQ(dateFrom("2027-01-15T10:00:00+02:00"), link.date);
+  EXPECT_EQ(dateFrom("2027-01-15T03:30:00-04:30"), link.date);
   EXPECT_EQ(dateFrom("2027-01-15T08:00:00.999Z"), link.date);
   for (const char* date : {"", "2027-01-15", "2027-01-15T08:00:00", "2027-02-30T08:00:00Z", "2027-01-15T08:00:00Z ",
-                           "2027-01-15T25:00:00Z", "1800000000"}) {
+                           "2027-01-15T25:00:00Z", "2027-01-15T07:59:60Z", "1800000000"}) {
     EXPECT_THROW(dateFrom(date), std::runtime_error) << date;
   }
 }
 
 TEST(RecentLinks, ShowHostAndRest) {
-  const TemporaryHome home;
+  TemporaryHome home;
   struct Row {
     std::string url;
     std::string host;
@@ -198,7 +249,15 @@ TEST(RecentLinks, ShowHostAndRest) {
            {"https://user@Example.org:80/a?b#c", "example.org", ":80/a?b#c"},
            {"https://example.org/", "example.org", ""},
            {"https://s/x", "s", "/x"},
-           {"https://m\u00FCnchen.de/x", "xn--mnchen-3ya.de", ""},
+           {"https://m\u00FCnchen.de/x", "xn--mnchen-3ya.de", "/x"},
+           {"https://EXAMPLE.org%2e:1/", "example.org.", ":1/"},
+           {"https:\\\\a@b@0x7f.1?q", "127.0.0.1", "?q"},
+           {"https://example.org@example.org/x", "example.org", "/x"},
+           {"https:\t//exa\nmple.org\t/a\tb", "example.org", "\t/a\tb"},
+           {"https://[::1]:8/x", "[::1]", ":8/x"},
+           {"app://h/x", "h", "/x"},
+           {"app:///x", "app:///x", ""},
+           {"https://", "https://", ""},
            {"mailto:a@b", "mailto:a@b", ""},
            {"no link", "no link", ""},
            {here + "/Documents/a%20b.html", "a b.html", "~/Documents", true},
@@ -212,6 +271,107 @@ TEST(RecentLinks, ShowHostAndRest) {
     EXPECT_EQ(link.displayPath(), row.path) << row.url;
     EXPECT_EQ(link.isLocalFile(), row.isFile) << row.url;
   }
+  home.environment.set("HOME", home.path().string() + "/");
+  EXPECT_EQ(linkTo(here + "/a").displayPath(), "~");
+  EXPECT_EQ(linkTo(here + "/Documents/a").displayPath(), "~/Documents");
+}
+
+TEST(Documents, NoChangeIsLostThatOthersMakeMeanwhile) {
+  const TemporaryHome home;
+  inProcesses(8, 10, [] {
+    RuleStore().change([](RuleSet& set) { set.rules.push_back(rulesNamed("one").rules[0]); });
+    RecentLinksStore(std::chrono::minutes(1)).record(linkTo("x:"));
+    SettingsStore().change([](AppSettings& settings) { ++settings.version; });
+  });
+  EXPECT_THAT(RuleStore().set().rules, SizeIs(80));
+  EXPECT_THAT(RecentLinksStore().links(), SizeIs(80));
+  EXPECT_EQ(SettingsStore().settings.version, 81);
+}
+
+TEST(Documents, WhoeverHoldsThemIsNotWaitedForTooLong) {
+  using namespace std::chrono_literals;
+  const TemporaryHome home;
+  const fakes::RecordingLog log;
+  RecentLinksStore history(200ms);
+  {
+    const DocumentLock held(Corvana::recentLinksURL(), 0ms);
+    const DocumentLock other(Corvana::rulesURL(), 0ms);
+    try {
+      const DocumentLock second(Corvana::rulesURL(), 20ms);
+      ADD_FAILURE() << "two have it";
+    } catch (const fs::filesystem_error& error) {
+      EXPECT_EQ(error.code(), std::errc::timed_out);
+      EXPECT_EQ(error.path1(), Corvana::rulesURL());
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < 50; ++i) history.record(linkTo("x:"));
+    const auto end = std::chrono::steady_clock::now();
+    EXPECT_GE(end - begin, 200ms) << "once";
+    EXPECT_LT(end - begin, 50 * 200ms);
+  }
+  EXPECT_THAT(RecentLinksStore().links(), SizeIs(50));
+  const DocumentLock again(Corvana::recentLinksURL(), 0ms);
+  // Without a place for a lock there is none, and that is said.
+  fs::create_directory(Corvana::supportDirectory() / "settings.lock");
+  EXPECT_THROW(SettingsStore().save(), fs::filesystem_error);
+  EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST(Documents, WhatCouldNotBeReadIsKept) {
+  const TemporaryHome home;
+  const fakes::RecordingLog log;
+  const fs::path kept = Corvana::rulesURL().string() + ".kept-";
+  const auto breakRules = [&home](const std::string& text) {
+    home.write(folder + "rules.json", text);
+    RuleStore().save(rulesNamed("new"));
+  };
+  breakRules("broken");
+  EXPECT_EQ(support::readFile(kept.string() + "1"), "broken");
+  EXPECT_EQ(log.lines().back(),
+            "helper error: rules.json could not be read; what it held is kept in " + kept.string() + "1");
+  breakRules("broken");
+  breakRules("{}");
+  EXPECT_THAT(namesIn(Corvana::supportDirectory()), SizeIs(2)) << "once, and only what was broken";
+  breakRules("otherwise");
+  EXPECT_EQ(support::readFile(kept.string() + "1"), "broken");
+  EXPECT_EQ(support::readFile(kept.string() + "2"), "otherwise");
+
+  // A whole history that could not be read just then, for want of descriptors.
+  RecentLinksStore().record(linkTo("old:"));
+  const std::string old = support::readFile(Corvana::recentLinksURL());
+  RecentLinksStore store = [] {
+    const FailingCall failing(2, EMFILE);  // after two looks at its date
+    return RecentLinksStore();
+  }();
+  ASSERT_THAT(store.links(), IsEmpty());
+  store.record(linkTo("new:"));
+  EXPECT_THAT(RecentLinksStore().links(), SizeIs(1));
+  EXPECT_EQ(support::readFile(Corvana::recentLinksURL().string() + ".kept-1"), old);
+  // Who clears the history wants nothing to be kept.
+  EXPECT_EQ(store.clear(), std::nullopt);
+  EXPECT_FALSE(fs::exists(Corvana::recentLinksURL().string() + ".kept-1"));
+  EXPECT_TRUE(fs::exists(kept.string() + "2")) << "of another document";
+
+  // Where the file system has no links, by copying; when that fails as well, nothing is overwritten.
+  home.write(folder + "rules.json", "a third");
+  {
+    const FailingCall failing(2, EPERM);
+    EXPECT_EQ(files::keepAside(Corvana::rulesURL()), kept.string() + "3");
+  }
+  EXPECT_EQ(support::readFile(kept.string() + "3"), "a third");
+  EXPECT_EQ(files::keepAside(home.path() / "nothing"), std::nullopt);
+}
+
+TEST(Documents, AreWrittenThroughLinks) {
+  const TemporaryHome home;
+  const fs::path real = home.write("dotfiles/rules", "broken");
+  Corvana::ensureSupportDirectory();
+  fs::create_symlink("../../../dotfiles/rules", Corvana::rulesURL());
+  RuleStore().save(rulesNamed("new"));
+  EXPECT_TRUE(fs::is_symlink(Corvana::rulesURL()));
+  EXPECT_EQ(support::readFile(real), RuleStore().set().documentText());
+  EXPECT_EQ(support::readFile(real.string() + ".kept-1"), "broken");
+  EXPECT_FALSE(RuleStore().problem());
 }
 
 TEST(Documents, EverySaveMovesTheDateOn) {
@@ -403,6 +563,7 @@ TEST(Documents, AreNeverTornWhenAWriterIsKilled) {
 
   // What the killed writers left behind is cleared away once it is old enough to be nobody's.
   ASSERT_GT(namesIn(Corvana::supportDirectory()).size(), 1u);
+  files::replace(Corvana::rulesURL(), "{}");
   RuleStore().save({});
   ASSERT_GT(namesIn(Corvana::supportDirectory()).size(), 1u) << "may still be in use";
   for (const auto& entry : fs::directory_iterator(Corvana::supportDirectory())) {

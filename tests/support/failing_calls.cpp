@@ -77,5 +77,9 @@ int __real_rename(const char* from, const char* to);
 int __wrap_rename(const char* from, const char* to) {
   return fails() ? -1 : __real_rename(from, to);
 }
+int __real_link(const char* from, const char* to);
+int __wrap_link(const char* from, const char* to) {
+  return fails() ? -1 : __real_link(from, to);
+}
 
 }  // extern "C"
