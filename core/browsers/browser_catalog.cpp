@@ -174,7 +174,7 @@ std::optional<fs::path> BrowserCatalog::resolve(const RouteTarget& target, Works
   if (target.isProxyApp()) {
     const Registry registry = Registry::load();
     const auto found = std::ranges::find(registry.apps, target.bundleID(), &RegisteredApp::bundleID);
-    return found != registry.apps.end() && found->existsOnDisk() ? std::optional<fs::path>(found->path) : std::nullopt;
+    return found != registry.apps.end() && found->isInPlace() ? std::optional<fs::path>(found->path) : std::nullopt;
   }
   if (isOurs(target.bundleID())) {
     Log::helper.error("refusing to route to ", target.bundleID(), ": that is us");

@@ -109,8 +109,9 @@ void ApplicationRegistrationLinux::add(const fs::path& bundle, const std::string
 }
 
 void ApplicationRegistrationLinux::remove(std::string_view bundleIdentifier) {
-  fs::remove(entryFor(bundleIdentifier));
-  fs::remove(serviceFor(bundleIdentifier));
+  const bool hadEntry = fs::remove(entryFor(bundleIdentifier));
+  const bool hadService = fs::remove(serviceFor(bundleIdentifier));
+  if (hadEntry || hadService) tellBus();
 }
 
 }  // namespace corvana

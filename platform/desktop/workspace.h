@@ -47,7 +47,8 @@ class Workspace {
 
   virtual ~Workspace() = default;
 
-  /// The file of the installed application with this identifier; nothing when the system knows none.
+  /// The file of the installed application with this identifier; nothing when the system knows none, or when another
+  /// application is where it was.
   virtual std::optional<std::filesystem::path> urlForApplication(std::string_view bundleIdentifier) = 0;
 
   /// This user's running applications with this identifier, one entry for each main process.

@@ -29,10 +29,15 @@ std::optional<std::filesystem::path> WorkspaceLinux::urlForApplication(std::stri
     const auto browser = BrowserInstallation::find(bundleIdentifier);
     return browser ? std::optional(browser->entry.file) : std::nullopt;
   }
-  auto entry = DesktopEntry::find(std::string(bundleIdentifier).append(".desktop"));
-  if (!entry) entry = DesktopEntry::find(applicationID(bundleIdentifier).append(".desktop"));
-  if (!entry) return std::nullopt;
-  return entry->bundle.empty() ? entry->file : entry->bundle;
+  for (const std::string& name : {std::string(bundleIdentifier), applicationID(bundleIdentifier)}) {
+    const auto entry = DesktopEntry::find(name + ".desktop");
+    if (!entry) continue;
+    if (entry->bundle.empty()) return entry->file;
+    // The application may have gone, and another one have been put where it was.
+    const auto bundle = ApplicationBundle::read(entry->bundle);
+    if (bundle && bundle->identifier == bundleIdentifier) return entry->bundle;
+  }
+  return std::nullopt;
 }
 
 std::vector<RunningApplication> WorkspaceLinux::runningApplications(std::string_view bundleIdentifier) {

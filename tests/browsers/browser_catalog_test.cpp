@@ -5,6 +5,7 @@
 
 #include "core/registry/registry.h"
 #include "platform/desktop/known_browsers_linux.h"
+#include "platform/files/property_list.h"
 #include "tests/fakes/fake_application_handlers.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/fakes/recording_log.h"
@@ -90,7 +91,12 @@ TEST_F(BrowserCatalogTest, KnowsTheBrowsersThatTheDesktopAdapterKnows) {
 }
 
 TEST_F(BrowserCatalogTest, KnowsHowToAskForAPrivateWindow) {
-  EXPECT_EQ(BrowserCatalog::privateWindowOption("com.google.Chrome"), "--incognito");
+  for (const char* bundleID : {"com.google.Chrome", "com.google.Chrome.beta", "com.google.Chrome.dev",
+                               "com.google.Chrome.canary", "com.google.chrome.for.testing", "org.chromium.Chromium",
+                               "com.brave.Browser", "com.brave.Browser.beta", "com.brave.Browser.nightly"}) {
+    EXPECT_EQ(BrowserCatalog::privateWindowOption(bundleID), "--incognito") << bundleID;
+  }
+  EXPECT_EQ(BrowserCatalog::privateWindowOption("com.microsoft.edgemac"), "--inprivate");
   EXPECT_EQ(BrowserCatalog::privateWindowOption("com.microsoft.edgemac.Beta"), "--inprivate");
   EXPECT_FALSE(BrowserCatalog::supportsPrivateBrowsing("org.mozilla.firefox"));
   EXPECT_FALSE(BrowserCatalog::supportsPrivateBrowsing("com.apple.Safari"));
@@ -111,6 +117,9 @@ TEST_F(BrowserCatalogTest, ResolvesTargetsButNeverToItself) {
   std::filesystem::create_directory(bundle);
   EXPECT_EQ(resolve(RouteTarget::proxyApp("app.corvana.1")), bundle);
   EXPECT_EQ(resolve(RouteTarget::proxyApp("app.corvana.2")), "nothing");
+  home.write("Work.app/Contents/Info.plist",
+             PropertyList::xml({{"CFBundleIdentifier", {std::string("app.corvana.2")}}}));
+  EXPECT_EQ(resolve(RouteTarget::proxyApp("app.corvana.1")), "nothing") << "another app is where it was";
   EXPECT_THAT(log.lines(), IsEmpty());
   EXPECT_EQ(resolve(RouteTarget::browser("app.corvana.helper")), "nothing");
   EXPECT_THAT(log.lines(), ElementsAre("helper error: refusing to route to app.corvana.helper: that is us"));

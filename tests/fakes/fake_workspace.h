@@ -22,6 +22,11 @@ class FakeWorkspace final : public Workspace {
   // The world, for tests to set up.
   std::map<std::string, std::filesystem::path, std::less<>> installed;
   std::vector<RunningApplication> running;
+  /// Puts an application there, in the place of what was there.
+  void install(const std::string& bundleIdentifier, const std::filesystem::path& file) {
+    std::erase_if(installed, [&file](const auto& application) { return application.second == file; });
+    installed[bundleIdentifier] = file;
+  }
   /// What every opening fails with, if anything.
   std::optional<OpenError> openError;
 

@@ -8,6 +8,7 @@
 
 #include "platform/desktop/desktop_entry_linux.h"
 #include "platform/desktop/workspace_linux.h"
+#include "platform/files/property_list.h"
 #include "platform/loop/event_loop_linux.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/support/temporary_home.h"
@@ -34,6 +35,14 @@ class RealDesktop {
   void install(const std::string& mode = "exit:0") {
     home.writeDesktopEntry("google-chrome.desktop",
                            quotedForExec(RECORDER) + " " + quotedForExec(home.path().string()) + " " + mode + " %U");
+  }
+  /// Always in the same place, with an entry of its own.
+  std::filesystem::path installBundle(const std::string& identifier) {
+    home.write("Work.app/Contents/Info.plist", PropertyList::xml({{"CFBundleIdentifier", {identifier}},
+                                                                  {"CFBundleExecutable", {std::string("Work")}}}));
+    home.writeDesktopEntry(identifier + ".desktop", "/bin/true",
+                           "X-Corvana-Bundle=" + (home.path() / "Work.app").string() + "\n");
+    return home.path() / "Work.app";
   }
   std::vector<std::string> lastArguments() { return itemsOf(home.path() / "arguments"); }
   /// Opens and waits for the report.
@@ -76,6 +85,10 @@ class RealDesktop {
 class FakeDesktop {
  public:
   void install() { workspace_.installed.emplace(chrome, "/Applications/Chrome"); }
+  std::filesystem::path installBundle(const std::string& identifier) {
+    workspace_.install(identifier, "/Applications/Work.app");
+    return "/Applications/Work.app";
+  }
   std::vector<std::string> lastArguments() { return workspace_.launches.back().configuration.arguments; }
   std::optional<OpenError> open(const std::filesystem::path& file, const OpenConfiguration& configuration) {
     std::vector<std::optional<OpenError>> reports;
@@ -102,6 +115,14 @@ TYPED_TEST(WorkspaceContract, KnowsWhatIsInstalled) {
   EXPECT_TRUE(this->workspace().runningApplications(chrome).empty());
   this->install();
   EXPECT_NE(this->workspace().urlForApplication(chrome), std::nullopt);
+}
+
+TYPED_TEST(WorkspaceContract, DoesNotTakeAnotherApplicationForOneThatHasGone) {
+  const auto place = this->installBundle("app.corvana.1");
+  EXPECT_EQ(this->workspace().urlForApplication("app.corvana.1"), place);
+  this->installBundle("app.corvana.2");
+  EXPECT_EQ(this->workspace().urlForApplication("app.corvana.1"), std::nullopt);
+  EXPECT_EQ(this->workspace().urlForApplication("app.corvana.2"), place);
 }
 
 TYPED_TEST(WorkspaceContract, PassesArgumentsByteForByte) {
