@@ -3,15 +3,36 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <sstream>
 
 #include "core/identity/corvana.h"
 #include "core/identity/log.h"
 #include "creator/commands/commands.h"
+#include "creator/commands/output.h"
 #include "platform/desktop/application_handlers_gio.h"
 #include "platform/desktop/application_registration_linux.h"
 #include "platform/desktop/workspace_linux.h"
 #include "platform/log/system_log_linux.h"
 #include "platform/loop/event_loop_linux.h"
+
+namespace {
+
+/// What CLI11 has to say repeats the arguments, which may be links.
+int run(CLI::App& app, int argumentCount, char** arguments) {
+  try {
+    app.parse(argumentCount, arguments);
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    std::ostringstream output;
+    std::ostringstream problem;
+    const int status = app.exit(error, output, problem);
+    std::fputs(corvana::commands::shownLines(output.str()).c_str(), stdout);
+    std::fputs(corvana::commands::shownLines(problem.str()).c_str(), stderr);
+    return status;
+  }
+}
+
+}  // namespace
 
 int main(int argumentCount, char** arguments) try {
   using namespace corvana;
@@ -30,14 +51,15 @@ int main(int argumentCount, char** arguments) try {
   commands::addApps(app, system);
   commands::addProfiles(app);
   commands::addBrowsers(app, system);
-  commands::addRoute(app);
+  commands::addRoute(app, system);
   commands::addRules(app);
   commands::addHistory(app);
   commands::addSettings(app);
   commands::addIPC(app);
-  CLI11_PARSE(app, argumentCount, arguments);
-  return 0;
+  const int status = run(app, argumentCount, arguments);
+  commands::finishOutput();
+  return status;
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "corvana: %s\n", error.what());
+  std::fprintf(stderr, "corvana: %s\n", corvana::commands::shownLines(error.what()).c_str());
   return 1;
 }

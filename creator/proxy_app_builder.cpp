@@ -63,7 +63,7 @@ void fill(const fs::path& bundle, const ProxyAppPlan& plan) {
 
 }  // namespace
 
-void ProxyAppBuilder::build(const ProxyAppPlan& plan, bool replaces) {
+void ProxyAppBuilder::build(const ProxyAppPlan& plan, bool replaces, const std::function<void()>& whenPlaced) {
   const fs::path folder = fs::absolute(plan.destination).parent_path();
   const bool isTaken = fs::exists(fs::symlink_status(plan.destination));
   if (isTaken && !replaces) {
@@ -73,13 +73,17 @@ void ProxyAppBuilder::build(const ProxyAppPlan& plan, bool replaces) {
   // Names that begin with a dot are passed over by whoever lists applications.
   const fs::path fresh = folder / (".corvana-" + randomUUID());
   const fs::path old = folder / (".corvana-" + randomUUID());
+  bool isPlaced = false;
   try {
     fs::create_directories(folder);
     fill(fresh, plan);
     if (isTaken) fs::rename(plan.destination, old);
     fs::rename(fresh, plan.destination);
+    isPlaced = true;
+    if (whenPlaced) whenPlaced();
   } catch (...) {
     std::error_code ignored;
+    if (isPlaced) fs::rename(plan.destination, fresh, ignored);
     if (fs::exists(old, ignored) && !fs::exists(plan.destination, ignored)) fs::rename(old, plan.destination, ignored);
     fs::remove_all(fresh, ignored);
     throw;

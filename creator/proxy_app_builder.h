@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 
 #include "core/stub/stub_config.h"
@@ -21,9 +22,10 @@ struct ProxyAppBuilder {
   ProxyAppBuilder() = delete;
 
   /// Builds the bundle beside its destination and then moves it there, so that a failure leaves nothing half made.
-  /// Throws std::filesystem::filesystem_error, also when something is at the destination already and `replaces` is
-  /// false.
-  static void build(const ProxyAppPlan& plan, bool replaces);
+  /// `whenPlaced` is then called for what belongs to having it; if that throws, all is as it was before. Throws
+  /// std::filesystem::filesystem_error, also when something is at the destination already and `replaces` is false, and
+  /// what `whenPlaced` throws.
+  static void build(const ProxyAppPlan& plan, bool replaces, const std::function<void()>& whenPlaced = {});
 };
 
 }  // namespace corvana

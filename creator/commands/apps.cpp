@@ -1,8 +1,10 @@
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <vector>
 
 #include "core/identity/json_coding.h"
 #include "core/identity/log.h"
@@ -10,33 +12,47 @@
 #include "creator/commands/commands.h"
 #include "creator/commands/desktop.h"
 #include "creator/commands/output.h"
+#include "platform/files/files.h"
 
 namespace corvana::commands {
 namespace {
 
+bool isMissing(const RegisteredApp& app) {
+  return app.isMissing || !app.isInPlace();
+}
+
 std::string statusOf(const RegisteredApp& app) {
-  if (app.isMissing || !app.existsOnDisk()) return "missing";
+  if (isMissing(app)) return "missing";
   std::string reasons;
   for (const std::string& reason : app.rebuildReasons()) reasons.append(reasons.empty() ? "" : " ").append(reason);
   return reasons.empty() ? "up to date" : "rebuild: " + reasons;
 }
 
-/// The desktop may still look for it where it was. One that it cannot take does not keep the others from the list.
-void registerWhereItIs(const RegisteredApp& app, const System& system) {
-  if (!app.existsOnDisk() || system.workspace.urlForApplication(app.bundleID) == app.path) return;
+/// Whether the app was deleted, or another one put in its place. Not so when the folder that held it is not there
+/// either: then it may be on a disk that comes back. What the desktop knows of it harms nobody until then.
+bool hasGone(const RegisteredApp& app) {
+  return isMissing(app) && files::exists(std::filesystem::path(app.path).parent_path());
+}
+
+/// The desktop may still look for it where it was, and offer what has gone. One that it cannot take does not keep the
+/// others from the list.
+void bringDesktopInLine(const RegisteredApp& app, const System& system) {
   try {
-    registerWithDesktop(app, system);
+    if (hasGone(app)) {
+      system.registration.remove(app.bundleID);
+    } else if (!isMissing(app) && system.workspace.urlForApplication(app.bundleID) != app.path) {
+      registerWithDesktop(app, system);
+    }
   } catch (const std::exception& error) {
-    Log::creator.error("not offered by the desktop: ", error.what());
+    Log::creator.error("not offered by the desktop as it is: ", error.what());
   }
 }
 
 void list(bool rescans, bool asJSON, const System& system) {
-  Registry registry = Registry::load();
+  const auto rescan = [&system](Registry& registry) { registry.rescan(system.workspace, system.clock); };
+  const Registry registry = rescans ? Registry::change(rescan) : Registry::load();
   if (rescans) {
-    registry.rescan(system.workspace, system.clock);
-    registry.save();
-    for (const RegisteredApp& app : registry.apps) registerWhereItIs(app, system);
+    for (const RegisteredApp& app : registry.apps) bringDesktopInLine(app, system);
   }
   Table table{.headings = {"NAME", "IDENTIFIER", "PROFILE", "PATH", "STATUS"}, .rows = {}};
   nlohmann::json apps = nlohmann::json::array();
@@ -48,8 +64,8 @@ void list(bool rescans, bool asJSON, const System& system) {
                             {"path", app.path},
                             {"config", encode(app.config)},
                             {"createdAt", encode(app.createdAt)},
-                            {"isMissing", app.isMissing || !app.existsOnDisk()},
-                            {"rebuildReasons", app.rebuildReasons()}};
+                            {"isMissing", isMissing(app)},
+                            {"rebuildReasons", isMissing(app) ? std::vector<std::string>() : app.rebuildReasons()}};
     if (app.stubRevision) entry["stubRevision"] = *app.stubRevision;
     apps.push_back(std::move(entry));
   }

@@ -25,7 +25,7 @@ void addMakeApp(CLI::App& app, const System& system);
 void addApps(CLI::App& app, const System& system);
 void addProfiles(CLI::App& app);
 void addBrowsers(CLI::App& app, const System& system);
-void addRoute(CLI::App& app);
+void addRoute(CLI::App& app, const System& system);
 void addRules(CLI::App& app);
 void addHistory(CLI::App& app);
 void addSettings(CLI::App& app);

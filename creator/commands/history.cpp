@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "core/identity/json_coding.h"
 #include "core/routing/recent_links.h"
@@ -24,13 +26,13 @@ std::string localTime(std::chrono::sys_seconds date) {
 void list(bool asJSON) {
   const RecentLinksStore store;
   if (asJSON) {
-    std::fputs(RecentLinksStore::documentText(store.links()).c_str(), stdout);
-    return;
+    return print(parseJSON(RecentLinksStore::documentText(store.links())));
   }
   Table table{.headings = {"TIME", "LINK", "FROM", "TO", "RULE"}, .rows = {}};
   for (const RecentLink& link : store.links()) {
+    const RecentLink::Display display = link.display();
     const std::string target = link.targetName.value_or(link.targetBundleID.value_or(""));
-    table.rows.push_back({localTime(link.date), link.displayHost() + link.displayPath(),
+    table.rows.push_back({localTime(link.date), display.host + display.path,
                           link.sourceName.value_or(link.sourceBundleID.value_or("")),
                           target + (link.targetWasMissing ? " (for one that is missing)" : ""),
                           link.isFallback() ? "none" : link.ruleName.value_or("")});
@@ -51,7 +53,9 @@ void addHistory(CLI::App& app) {
   command->add_flag("--json", options->asJSON, "Print JSON");
   command->callback([options] {
     if (options->clears) {
-      RecentLinksStore().clear();
+      if (const auto problem = RecentLinksStore().clear()) {
+        throw std::runtime_error("the history was not cleared: " + *problem);
+      }
     } else {
       list(options->asJSON);
     }

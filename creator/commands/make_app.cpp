@@ -3,10 +3,12 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "core/browsers/chrome_profiles.h"
 #include "core/identity/bundle.h"
@@ -16,6 +18,7 @@
 #include "core/stub/stub_revision.h"
 #include "creator/commands/commands.h"
 #include "creator/commands/desktop.h"
+#include "creator/commands/output.h"
 #include "creator/proxy_app_builder.h"
 #include "platform/desktop/chrome_user_data.h"
 #include "platform/desktop/running_bundle.h"
@@ -32,23 +35,54 @@ struct Options {
   bool replaces = false;
 };
 
-/// The profile of that name or folder, or Chrome's first. A Chrome that has not been started yet has none: it will make
-/// one of that folder.
+/// The profile when Chrome's list says nothing: Chrome has not been started yet, or its list cannot be read. Chrome
+/// makes the first profile itself, in the folder "Default"; any other name can only be that of a folder which is there.
+/// For one that is not Chrome would make a new, empty profile, which nobody wants who has mistyped a name.
+ChromeProfile unlistedProfile(const std::string& wanted) {
+  constexpr const char* first = "Default";
+  const std::string folder = wanted.empty() ? first : wanted;
+  const std::filesystem::path data = chromeUserDataDirectory();
+  const bool isName = folder.find('/') == std::string::npos && folder != "." && folder != "..";
+  std::error_code ignored;
+  if (folder != first && !(isName && std::filesystem::is_directory(data / folder, ignored))) {
+    throw std::runtime_error("no profile is known by the name \"" + wanted + "\": Chrome's list of profiles, " +
+                             ChromeProfiles::localStateURL(data).string() +
+                             ", is not there or cannot be read, and neither is there a folder of that name");
+  }
+  return {.directory = folder, .name = folder};
+}
+
+/// The profile of that folder or name, or Chrome's first.
 ChromeProfile chosenProfile(const std::string& wanted) {
   const auto profiles = ChromeProfiles::load(ChromeProfiles::localStateURL(chromeUserDataDirectory()));
-  if (profiles.empty()) {
-    const std::string folder = wanted.empty() ? "Default" : wanted;
-    return {.directory = folder, .name = folder};
-  }
+  if (profiles.empty()) return unlistedProfile(wanted);
   if (wanted.empty()) return profiles.front();
-  std::string all;
-  for (const ChromeProfile& profile : profiles) {
-    if (profile.directory == wanted) return profile;
-    all += "\n  " + profile.name + " (folder " + profile.directory + ")";
+  const auto found = std::ranges::find(profiles, wanted, &ChromeProfile::directory);
+  if (found != profiles.end()) return *found;
+
+  std::vector<ChromeProfile> named;
+  std::ranges::copy_if(profiles, std::back_inserter(named), [&wanted](const auto& one) { return one.name == wanted; });
+  if (named.size() == 1) return named.front();
+  std::string text = named.empty() ? "Chrome has no profile \"" + wanted + "\"; it has:"
+                                   : "Chrome has several profiles \"" + wanted + "\"; give the folder of one:";
+  for (const ChromeProfile& profile : named.empty() ? profiles : named) {
+    text += "\n  " + shown(profile.name) + " (folder " + shown(profile.directory) +
+            (profile.userName.empty() ? "" : ", " + shown(profile.userName)) + ")";
   }
-  const auto named = std::ranges::find(profiles, wanted, &ChromeProfile::name);
-  if (named == profiles.end()) throw std::runtime_error("Chrome has no profile \"" + wanted + "\"; it has:" + all);
-  return *named;
+  throw std::runtime_error(text);
+}
+
+/// Takes the app into the registry, and from the desktop those that it has taken the place of.
+void enroll(RegisteredApp& app, const System& system) {
+  std::vector<std::string> replaced;
+  Registry::change([&app, &replaced](Registry& registry) {
+    for (const RegisteredApp& other : registry.apps) {
+      if (other.bundleID == app.bundleID) app.createdAt = other.createdAt;
+      if (other.bundleID != app.bundleID && other.path == app.path) replaced.push_back(other.bundleID);
+    }
+    registry.upsert(app);
+  });
+  for (const std::string& bundleID : replaced) system.registration.remove(bundleID);
 }
 
 /// That of the proxy app which is to be replaced, else a new one.
@@ -75,21 +109,22 @@ void makeApp(Options options, const System& system) {
     options.stubExecutable = runningBundlePath() / Corvana::stubTemplateInBundle / "Contents/MacOS/CorvanaStub";
   options.destination = std::filesystem::absolute(options.destination);
 
-  Registry registry = Registry::load();
-  RegisteredApp app{.bundleID = bundleIDFor(options.destination, registry),
+  RegisteredApp app{.bundleID = bundleIDFor(options.destination, Registry::load()),
                     .name = options.destination.stem().string(),
                     .path = options.destination.string(),
                     .config = StubConfig::of(options.config),
                     .createdAt = std::chrono::floor<std::chrono::seconds>(system.clock.date()),
                     .stubRevision = StubRevision::current};
-  const auto registered = std::ranges::find(registry.apps, app.bundleID, &RegisteredApp::bundleID);
-  if (registered != registry.apps.end()) app.createdAt = registered->createdAt;
-  ProxyAppBuilder::build({options.destination, app.bundleID, app.config, options.stubExecutable}, options.replaces);
-  app.refreshBookmark();
-  registry.upsert(app);
-  registry.save();
+  ProxyAppBuilder::build({options.destination, app.bundleID, app.config, options.stubExecutable}, options.replaces,
+                         [&app, &system] {
+                           app.refreshBookmark();
+                           enroll(app, system);
+                         });
   registerWithDesktop(app, system);
-  std::printf("%s (%s)\n", app.path.c_str(), app.bundleID.c_str());
+  std::printf("%s (%s)\n", shown(app.path).c_str(), app.bundleID.c_str());
+  if (!system.workspace.urlForApplication(Corvana::chromeBundleID)) {
+    std::fputs("corvana: no Chrome or Chromium is installed here; the app opens nothing until one is\n", stderr);
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace corvana::commands {
@@ -12,12 +13,20 @@ struct Table {
   std::vector<std::vector<std::string>> rows;
 };
 
-/// With control characters shown as "?": names come from other programs' files.
-std::string shown(std::string text);
+/// Fit for a terminal: characters that control it, that turn the direction of text or that break lines are shown as
+/// "?", and so are bytes that are no UTF-8. Links and names come from strangers.
+std::string shown(std::string_view text);
+
+/// The same for a text of several lines.
+std::string shownLines(std::string_view text);
 
 /// Prints the table with aligned columns, or `nothing` when it has no rows.
 void print(const Table& table, const std::string& nothing);
 
+/// With such characters in JSON's own notation, which means the same to programs.
 void print(const nlohmann::json& document);
+
+/// Throws std::system_error when not all that was printed has reached its place.
+void finishOutput();
 
 }  // namespace corvana::commands

@@ -27,7 +27,7 @@ void list(bool asJSON) {
   if (asJSON) {
     print(profiles);
   } else {
-    print(table, "Chrome has no profiles in " + file.string());
+    print(table, "Chrome has no profiles in " + shown(file.string()));
   }
 }
 

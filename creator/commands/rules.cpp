@@ -6,6 +6,7 @@
 
 #include "core/routing/rule_check.h"
 #include "creator/commands/commands.h"
+#include "creator/commands/output.h"
 #include "creator/commands/rules_file.h"
 
 namespace corvana::commands {
@@ -16,7 +17,8 @@ void check(const std::filesystem::path& path) {
   const std::vector<RuleWarning> warnings = checkRules(file.set);
   for (const RuleWarning& warning : warnings) {
     const std::string place = file.place({"rules", "[" + std::to_string(warning.rule) + "]"});
-    std::printf("%srule \"%s\": %s\n", place.c_str(), file.set.rules[warning.rule].name.c_str(), warning.text.c_str());
+    const std::string text = place + "rule \"" + file.set.rules[warning.rule].name + "\": " + warning.text;
+    std::printf("%s\n", shown(text).c_str());
   }
   std::printf("%s\n", file.set.summary().c_str());
   if (!warnings.empty()) throw CLI::RuntimeError(1);

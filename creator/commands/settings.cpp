@@ -29,11 +29,13 @@ AppSettings changed(const AppSettings& settings, const std::string& change) {
 
 void run(const std::vector<std::string>& changes, bool asJSON) {
   SettingsStore store;
-  if (!changes.empty() && store.problem()) {
-    throw std::runtime_error("settings.json is broken (" + *store.problem() + "); mend or delete it first");
-  }
-  for (const std::string& change : changes) store.settings = changed(store.settings, change);
-  if (!changes.empty()) store.save();
+  const auto apply = [&store, &changes](AppSettings& settings) {
+    if (store.problem()) {
+      throw std::runtime_error("settings.json is broken (" + *store.problem() + "); mend or delete it first");
+    }
+    for (const std::string& change : changes) settings = changed(settings, change);
+  };
+  if (!changes.empty()) store.change(apply);
   const nlohmann::json document = parseJSON(store.settings.documentText());
   if (asJSON) return print(document);
   Table table{.headings = {"SETTING", "VALUE"}, .rows = {}};

@@ -33,6 +33,13 @@ TEST(ProxyAppBuilder, LeavesNothingHalfMade) {
   EXPECT_THAT(listing(), ElementsAre("Work.app"));
   EXPECT_EQ(StubConfig::load(Bundle{plan.destination}), config);
   broken.stubExecutable = RECORDER;
+  const auto fail = [] { throw std::runtime_error("no registry"); };
+  EXPECT_THROW(ProxyAppBuilder::build(broken, true, fail), std::runtime_error);
+  EXPECT_EQ(StubConfig::load(Bundle{plan.destination}), config) << "what was there is back";
+  broken.destination = home.path() / "apps/Other.app";
+  EXPECT_THROW(ProxyAppBuilder::build(broken, false, fail), std::runtime_error);
+  EXPECT_THAT(listing(), ElementsAre("Work.app"));
+  broken.destination = plan.destination;
   ProxyAppBuilder::build(broken, true);
   EXPECT_EQ(StubConfig::load(Bundle{plan.destination})->profileDirectory, "Other");
   EXPECT_THAT(listing(), ElementsAre("Work.app"));
