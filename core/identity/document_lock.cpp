@@ -23,7 +23,7 @@ FileLock lockFor(const std::filesystem::path& document, std::chrono::millisecond
     pause = std::min(2 * pause, 10ms);
   }
   throw std::filesystem::filesystem_error("another program is changing it and does not finish", document,
-                                          std::make_error_code(std::errc::timed_out));
+                                          std::make_error_code(std::errc::device_or_resource_busy));
 }
 
 }  // namespace

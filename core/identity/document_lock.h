@@ -16,8 +16,8 @@ class DocumentLock {
   /// What people wait for a program that may be busy. One that is stopped would let them wait for ever.
   static constexpr std::chrono::milliseconds usualPatience = std::chrono::seconds(10);
 
-  /// Waits for other holders for so long. Throws std::filesystem::filesystem_error with the code std::errc::timed_out
-  /// when that was too short, or with that of the system when there can be no lock.
+  /// Waits for other holders for so long. Throws std::filesystem::filesystem_error with the code
+  /// std::errc::device_or_resource_busy when that was too short, or with that of the system when there can be no lock.
   explicit DocumentLock(const std::filesystem::path& document, std::chrono::milliseconds patience = usualPatience);
 
  private:

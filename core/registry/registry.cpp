@@ -75,14 +75,6 @@ std::vector<fs::path> bundlesIn(const fs::path& folder) {
   return bundles;
 }
 
-Registry readFrom(DocumentFile& file) {
-  try {
-    return file.read(&Registry::parse);
-  } catch (const std::exception&) {
-    return {};
-  }
-}
-
 fs::path standardized(const fs::path& path) {
   const fs::path normal = path.lexically_normal();
   return normal.has_filename() || normal == normal.root_path() ? normal : normal.parent_path();
@@ -142,15 +134,24 @@ void RegisteredApp::refreshBookmark() {
   if (auto fresh = bookmark::of(path)) bookmark = std::move(fresh);
 }
 
-Registry Registry::load() {
+Registry Registry::load(std::optional<std::string>* problem) {
   DocumentFile file(&Corvana::registryURL);
-  return readFrom(file);
+  try {
+    return file.read(&Registry::parse);
+  } catch (const std::exception& error) {
+    if (problem != nullptr && file.state() != DocumentFile::State::missing) *problem = error.what();
+    return {};
+  }
 }
 
 void Registry::save() const {
   DocumentFile file(&Corvana::registryURL);
   const DocumentLock lock = file.lock();
-  (void)readFrom(file);  // so that it is known whether there is something to keep
+  try {
+    (void)file.read(&Registry::parse);
+  } catch (const std::exception&) {
+    // If there is anything, it is kept.
+  }
   file.write(documentText());
 }
 

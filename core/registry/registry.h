@@ -54,8 +54,8 @@ struct Registry {
   /// In the order of their names after a rescan.
   std::vector<RegisteredApp> apps;
 
-  /// An empty registry when the file is missing or broken.
-  static Registry load();
+  /// An empty registry when the file is missing or broken; what is wrong with a broken one goes to `problem`.
+  static Registry load(std::optional<std::string>* problem = nullptr);
   /// Throws std::filesystem::filesystem_error; the file is then as it was.
   void save() const;
 

@@ -84,15 +84,18 @@ bool RecentLinksStore::reloadIfChanged() {
     case DocumentFile::State::missing:
       if (!file_.wasLoaded() && links_.empty()) return false;
       file_.forget();
+      problem_.reset();
       links_.clear();
       return true;
     case DocumentFile::State::changed:
       break;
   }
+  problem_.reset();
   try {
     links_ = file_.read(&RecentLinksStore::parse);
-  } catch (const std::exception&) {
-    links_.clear();  // a history is not worth a word to anybody
+  } catch (const std::exception& error) {
+    problem_ = error.what();  // a history is not worth a word to anybody but who asks
+    links_.clear();
   }
   return true;
 }

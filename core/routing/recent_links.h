@@ -77,6 +77,9 @@ class RecentLinksStore {
   /// the file, if anything, which is logged as well.
   std::optional<std::string> clear();
 
+  /// What is wrong with the file, if it was broken when it was last read.
+  const std::optional<std::string>& problem() const { return problem_; }
+
   /// The text of a document, and back. `parse` throws DecodingError.
   static std::string documentText(const std::vector<RecentLink>& links);
   static std::vector<RecentLink> parse(std::string_view text);
@@ -88,6 +91,7 @@ class RecentLinksStore {
   std::vector<RecentLink> links_;
   /// Somebody has the lock and has not let go of it in time.
   bool isHeldUp_ = false;
+  std::optional<std::string> problem_;
   DocumentFile file_{&Corvana::recentLinksURL};
 };
 

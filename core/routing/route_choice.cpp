@@ -7,8 +7,8 @@ namespace corvana {
 std::vector<RouteChoice::Candidate> RouteChoice::candidates(const std::optional<RouteTarget>& ruleTarget, bool isFile,
                                                             const RuleSet& set) {
   std::vector<Candidate> result;
-  const auto add = [&result](RouteReason reason, const std::optional<RouteTarget>& target) {
-    if (target) result.push_back({reason, *target});
+  const auto add = [&result](RouteReason why, const std::optional<RouteTarget>& wanted) {
+    if (wanted) result.push_back({why, *wanted});
   };
   add(RouteReason::rule, ruleTarget);
   if (isFile) add(RouteReason::localFileTarget, set.localFileTarget);

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,9 @@ void bringDesktopInLine(const RegisteredApp& app, const System& system) {
 
 void list(bool rescans, bool asJSON, const System& system) {
   const auto rescan = [&system](Registry& registry) { registry.rescan(system.workspace, system.clock); };
-  const Registry registry = rescans ? Registry::change(rescan) : Registry::load();
+  std::optional<std::string> problem;
+  const Registry registry = rescans ? Registry::change(rescan) : Registry::load(&problem);
+  if (problem) remark("registry.json could not be read: " + *problem);
   if (rescans) {
     for (const RegisteredApp& app : registry.apps) bringDesktopInLine(app, system);
   }

@@ -25,6 +25,7 @@ std::string localTime(std::chrono::sys_seconds date) {
 
 void list(bool asJSON) {
   const RecentLinksStore store;
+  if (store.problem()) remark("recent-links.json could not be read: " + *store.problem());
   if (asJSON) {
     return print(parseJSON(RecentLinksStore::documentText(store.links())));
   }

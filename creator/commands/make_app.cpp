@@ -72,8 +72,8 @@ ChromeProfile chosenProfile(const std::string& wanted) {
   throw std::runtime_error(text);
 }
 
-/// Takes the app into the registry, and from the desktop those that it has taken the place of.
-void enroll(RegisteredApp& app, const System& system) {
+/// Takes the app into the registry. The identifiers of those that it has taken the place of.
+std::vector<std::string> enroll(RegisteredApp& app) {
   std::vector<std::string> replaced;
   Registry::change([&app, &replaced](Registry& registry) {
     for (const RegisteredApp& other : registry.apps) {
@@ -82,7 +82,7 @@ void enroll(RegisteredApp& app, const System& system) {
     }
     registry.upsert(app);
   });
-  for (const std::string& bundleID : replaced) system.registration.remove(bundleID);
+  return replaced;
 }
 
 /// That of the proxy app which is to be replaced, else a new one.
@@ -115,15 +115,17 @@ void makeApp(Options options, const System& system) {
                     .config = StubConfig::of(options.config),
                     .createdAt = std::chrono::floor<std::chrono::seconds>(system.clock.date()),
                     .stubRevision = StubRevision::current};
+  std::vector<std::string> replaced;
   ProxyAppBuilder::build({options.destination, app.bundleID, app.config, options.stubExecutable}, options.replaces,
-                         [&app, &system] {
+                         [&app, &replaced] {
                            app.refreshBookmark();
-                           enroll(app, system);
+                           replaced = enroll(app);
                          });
+  for (const std::string& bundleID : replaced) system.registration.remove(bundleID);
   registerWithDesktop(app, system);
   std::printf("%s (%s)\n", shown(app.path).c_str(), app.bundleID.c_str());
   if (!system.workspace.urlForApplication(Corvana::chromeBundleID)) {
-    std::fputs("corvana: no Chrome or Chromium is installed here; the app opens nothing until one is\n", stderr);
+    remark("no Chrome or Chromium is installed here; the app opens nothing until one is");
   }
 }
 

@@ -92,6 +92,10 @@ void print(const nlohmann::json& document) {
   std::fputs(replacingHarmful(documentText(document), escaped).c_str(), stdout);
 }
 
+void remark(const std::string& text) {
+  std::fprintf(stderr, "corvana: %s\n", shown(text).c_str());
+}
+
 void finishOutput() {
   errno = 0;
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return;

@@ -26,6 +26,9 @@ void print(const Table& table, const std::string& nothing);
 /// With such characters in JSON's own notation, which means the same to programs.
 void print(const nlohmann::json& document);
 
+/// Says on standard error what the user should know, though the command goes on.
+void remark(const std::string& text);
+
 /// Throws std::system_error when not all that was printed has reached its place.
 void finishOutput();
 

@@ -28,6 +28,13 @@ def run(*arguments, status=0, program=corvana):
     return result.stdout if status == 0 or not result.stderr else result.stderr
 
 
+def said(*arguments):
+    """On standard error, of a command that does its work all the same."""
+    result = subprocess.run([corvana, *arguments], env=environment, capture_output=True, text=True, timeout=60)
+    assert result.returncode == 0, result
+    return result.stderr
+
+
 def at_once(*commands):
     processes = [subprocess.Popen([corvana, *command], env=environment, stdout=subprocess.DEVNULL) for command in commands]
     assert [process.wait(60) for process in processes] == [0] * len(commands)
@@ -137,6 +144,7 @@ def settings_and_history():
     assert as_json("history") == []
     (support / "recent-links.json").unlink()
     (support / "recent-links.json").mkdir()
+    contains(said("history"), "recent-links.json could not be read: ")
     contains(run("history", "--clear", status=1), "the history was not cleared: ", "Is a directory")
     (support / "recent-links.json").rmdir()
 
@@ -151,7 +159,13 @@ def profiles_and_apps():
                  f'no profile is known by the name "{profile}"', str(chrome / "Local State"))
     for profile in ("Default", "Profile 7"):
         run("make-app", str(home / "Early" / (profile + ".app")), "--profile", profile, "--stub", stub)
-    assert sorted(app["config"]["profileDirectory"] for app in as_json("apps")) == ["Default", "Profile 7"]
+    (entries / "google-chrome.desktop").rename(home / "google-chrome.desktop")
+    contains(said("make-app", str(home / "Early/Third.app"), "--stub", stub), "no Chrome or Chromium is installed here")
+    (home / "google-chrome.desktop").rename(entries / "google-chrome.desktop")
+    assert said("make-app", str(home / "Early/Third.app"), "--replace", "--stub", stub).count("no Chrome") == 0
+    shutil.rmtree(home / "Early/Third.app")
+    run("apps", "--rescan")
+    assert sorted(app["config"]["profileDirectory"] for app in as_json("apps")) == ["Default", "Default", "Profile 7"]
     shutil.rmtree(home / "Early")
     (support / "registry.json").unlink()
     write(home / ".config/google-chrome/Local State", json.dumps({"profile": {"info_cache": {
@@ -194,8 +208,10 @@ def profiles_and_apps():
 
     # A broken list is not overwritten in silence.
     (support / "registry.json").write_text("broken")
-    result = subprocess.run([corvana, "apps", "--rescan"], env=environment, capture_output=True, text=True, timeout=60)
-    assert (support / "registry.json.kept-1").read_text() == "broken" and "Job" in result.stdout, result
+    contains(said("apps"), "registry.json could not be read: parse error")
+    run("apps", "--rescan")
+    assert (support / "registry.json.kept-1").read_text() == "broken"
+    contains(run("apps"), "Job")
 
     # An app that is made again where another one was is another app, for the desktop and for rules.
     old = registered["bundleID"]

@@ -111,7 +111,7 @@ TEST(LinkRouter, AddressesAreCanonical) {
 }
 
 TEST(LinkRouter, PatternsMatchHostsAddressesAndFiles) {
-  const support::TemporaryHome home;
+  support::TemporaryHome home;
   const std::string inHome = "file://" + home.path().string();
   struct Row {
     std::string pattern;
@@ -166,6 +166,8 @@ TEST(LinkRouter, PatternsMatchHostsAddressesAndFiles) {
     EXPECT_EQ(LinkRouter::matchesAddress(row.pattern, IncomingLink(url(row.link), std::nullopt)), row.matches)
         << row.pattern << " on " << row.link;
   }
+  home.environment.set("HOME", home.path().string() + "/");
+  EXPECT_TRUE(LinkRouter::matchesAddress("~/a", IncomingLink(url(inHome + "/a"), std::nullopt)));
 }
 
 TEST(LinkRouter, TheFirstEnabledRuleThatMatchesWins) {
