@@ -14,6 +14,7 @@
 #include <string>
 
 #include "platform/text/ascii.h"
+#include "platform/text/terminal_text.h"
 
 namespace corvana {
 namespace {
@@ -89,16 +90,14 @@ std::string logLine(const LogRecord& record) {
   std::string line;
   line.append(record.subsystem).append(" [").append(record.category).append("] ");
   line.append(levelOf(record.level).name).append(": ");
-  for (const char c : record.message) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      line += c;
-      continue;
-    }
-    line += "\\x";
-    ascii::appendHexadecimal(line, byte, ascii::lowerCaseDigits);
-  }
-  return line;
+  return line + terminal::replacingHarmful(record.message, [](std::string_view bytes, char32_t) {
+           std::string escaped;
+           for (const char byte : bytes) {
+             escaped += "\\x";
+             ascii::appendHexadecimal(escaped, static_cast<unsigned char>(byte), ascii::lowerCaseDigits);
+           }
+           return escaped;
+         });
 }
 
 }  // namespace corvana

@@ -177,6 +177,8 @@ TEST(Text, SplitsIntoUserPerceivedCharacters) {
 TEST(SystemLog, LinesCannotBeForged) {
   EXPECT_EQ(logLine({"app.corvana", "stub", LogLevel::notice, "a\nb\x1B[2Jc\tü\x7F"}),
             "app.corvana [stub] default: a\\x0ab\\x1b[2Jc\\x09ü\\x7f");
+  EXPECT_EQ(logLine({"app.corvana", "stub", LogLevel::notice, "a\u202Eb\u009B2J\xFF"}),
+            "app.corvana [stub] default: a\\xe2\\x80\\xaeb\\xc2\\x9b2J\\xff");
 }
 
 TEST(Text, IsSortedAsFileManagersDo) {
