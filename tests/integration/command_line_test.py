@@ -36,7 +36,12 @@ def said(*arguments):
 
 
 def at_once(*commands):
-    processes = [subprocess.Popen([corvana, *command], env=environment, stdout=subprocess.DEVNULL) for command in commands]
+    """All wait for the gate's end before they become the command."""
+    gate, end = os.pipe()
+    processes = [subprocess.Popen(["sh", "-c", 'read _; exec "$0" "$@"', corvana, *command], env=environment, stdin=gate,
+                                  stdout=subprocess.DEVNULL) for command in commands]
+    os.close(gate)
+    os.close(end)
     assert [process.wait(60) for process in processes] == [0] * len(commands)
 
 

@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include "core/identity/corvana.h"
 #include "core/identity/json_coding.h"
 #include "core/stub/stub_revision.h"
 #include "core/stub/warn_throttle.h"
 #include "platform/files/property_list.h"
 #include "tests/fakes/fake_scheduler.h"
 #include "tests/fakes/fake_workspace.h"
+#include "tests/support/processes.h"
 #include "tests/support/temporary_home.h"
 
 namespace corvana {
@@ -161,6 +163,13 @@ TEST_F(RegistryTest, AChangeKeepsWhatItCannotReadAndStopsWhereReadingFails) {
   fs::remove(home.path() / document);
   fs::create_directory(home.path() / document);
   EXPECT_THROW(Registry::change([](Registry&) { FAIL() << "it may hold something"; }), fs::filesystem_error);
+}
+
+TEST_F(RegistryTest, LosesNoAppThatOthersRegisterMeanwhile) {
+  support::inProcesses(8, 5, [] {
+    Registry::change([](Registry& changed) { changed.upsert({.bundleID = Corvana::newBundleID({})}); });
+  });
+  EXPECT_EQ(Registry::load().apps.size(), 40u);
 }
 
 TEST_F(RegistryTest, UpsertKeepsPlacesAndSearchesEachFolderOnce) {

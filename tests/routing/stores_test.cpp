@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -13,6 +12,7 @@
 #include "core/routing/rule_store.h"
 #include "tests/fakes/recording_log.h"
 #include "tests/support/failing_calls.h"
+#include "tests/support/processes.h"
 #include "tests/support/stress.h"
 #include "tests/support/temporary_home.h"
 
@@ -48,22 +48,6 @@ std::vector<std::string> namesIn(const fs::path& directory) {
     if (entry.path().extension() != ".lock") names.push_back(entry.path().filename());
   }
   return names;
-}
-
-/// Lets several processes do the same at once, each as often.
-void inProcesses(int processes, int times, const std::function<void()>& work) {
-  std::vector<pid_t> children;
-  for (int i = 0; i < processes; ++i) {
-    children.push_back(::fork());
-    if (children.back() != 0) continue;
-    for (int j = 0; j < times; ++j) work();
-    ::_exit(0);
-  }
-  for (const pid_t child : children) {
-    int status = -1;
-    EXPECT_EQ(::waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-  }
 }
 
 TEST(RuleStore, FollowsTheFile) {
@@ -278,7 +262,7 @@ TEST(RecentLinks, ShowHostAndRest) {
 
 TEST(Documents, NoChangeIsLostThatOthersMakeMeanwhile) {
   const TemporaryHome home;
-  inProcesses(8, 10, [] {
+  support::inProcesses(8, 10, [] {
     RuleStore().change([](RuleSet& set) { set.rules.push_back(rulesNamed("one").rules[0]); });
     RecentLinksStore(std::chrono::minutes(1)).record(linkTo("x:"));
     SettingsStore().change([](AppSettings& settings) { ++settings.version; });
