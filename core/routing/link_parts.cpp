@@ -255,14 +255,9 @@ bool isPort(std::string_view text) {
   return number <= 65'535;
 }
 
-struct Authority {
-  std::string host;
-  /// Where the text of the host ended.
-  const char* hostEnd;
-};
-
-/// "authority state" to "port state": user information, host and port, of which the host is kept.
-std::optional<Authority> parseAuthority(std::string_view authority, bool isSpecialScheme) {
+/// "authority state" to "port state": user information, host and port, of which the host is kept. `hostEnd` becomes
+/// where the text of the host ends.
+std::optional<std::string> parseAuthority(std::string_view authority, bool isSpecialScheme, const char*& hostEnd) {
   std::string_view hostAndPort = authority;
   const std::size_t at = authority.rfind('@');
   if (at != std::string_view::npos) hostAndPort.remove_prefix(at + 1);
@@ -273,9 +268,8 @@ std::optional<Authority> parseAuthority(std::string_view authority, bool isSpeci
   const bool hasMore = at != std::string_view::npos || colon != std::string_view::npos;
   if (host.empty() && (isSpecialScheme || hasMore)) return std::nullopt;
   if (colon != std::string_view::npos && !isPort(hostAndPort.substr(colon + 1))) return std::nullopt;
-  auto parsed = parseHost(host, isSpecialScheme);
-  if (!parsed) return std::nullopt;
-  return Authority{std::move(*parsed), host.data() + host.size()};
+  hostEnd = host.data() + host.size();
+  return parseHost(host, isSpecialScheme);
 }
 
 /// "Windows drive letter".
@@ -372,10 +366,11 @@ std::optional<LinkParts> parse(std::string_view text) {
     while (isSpecialScheme && !rest.empty() && webSlashes.holds(rest.front())) rest.remove_prefix(1);
     if (!isSpecialScheme) rest.remove_prefix(2);
     const std::size_t end = slashesOf(isSpecialScheme).firstIn(rest);
-    auto authority = parseAuthority(rest.substr(0, end), isSpecialScheme);
-    if (!authority) return std::nullopt;
-    parts.host = std::move(authority->host);
-    if (!parts.host.empty()) parts.hostEnd = static_cast<std::size_t>(authority->hostEnd - text.data());
+    const char* hostEnd = nullptr;
+    auto host = parseAuthority(rest.substr(0, end), isSpecialScheme, hostEnd);
+    if (!host) return std::nullopt;
+    parts.host = std::move(*host);
+    if (!parts.host.empty()) parts.hostEnd = static_cast<std::size_t>(hostEnd - text.data());
     rest.remove_prefix(end);
     if (rest.empty() && !isSpecialScheme) return parts;
   } else if (!rest.starts_with('/')) {
