@@ -25,22 +25,25 @@ WindowAudience Clients::audienceOf(const ClientConnection& client) {
           .countAppWindows = client.countAppWindows};
 }
 
-void Clients::announceCounts(const Count& count) {
-  for (const auto& [client, told] : greeted_) announceCount(client, count);
+bool Clients::announceCounts(const Count& count) {
+  bool isEachTold = true;
+  for (const auto& [client, told] : greeted_) isEachTold = announceCount(client, count) && isEachTold;
+  return isEachTold;
 }
 
-void Clients::announceCount(const Connection& client, const Count& count) {
+bool Clients::announceCount(const Connection& client, const Count& count) {
   const auto found = greeted_.find(client);
-  if (found == greeted_.end() || !client->profileDirectory) return;
+  if (found == greeted_.end() || !client->profileDirectory) return true;
   const WindowCount now = count(audienceOf(*client));
-  if (found->second == now) return;
-  found->second = now;
-  client->send(Event{.event = Event::Kind::windows,
-                     .profileDirectory = client->profileDirectory,
-                     .tabGroup = client->tabGroup,
-                     .count = now.count,
-                     .chromeRunning = now.chromeRunning,
-                     .confidence = now.confidence});
+  if (found->second == now) return true;
+  const bool isTold = client->send(Event{.event = Event::Kind::windows,
+                                         .profileDirectory = client->profileDirectory,
+                                         .tabGroup = client->tabGroup,
+                                         .count = now.count,
+                                         .chromeRunning = now.chromeRunning,
+                                         .confidence = now.confidence});
+  if (isTold) found->second = now;
+  return isTold;
 }
 
 void Clients::announcePermission(bool isTrusted) {

@@ -29,9 +29,10 @@ class Clients {
   /// Which windows are the client's.
   static WindowAudience audienceOf(const ClientConnection& client);
 
-  /// Sends each greeted client its count if that is not what it was told last.
-  void announceCounts(const Count& count);
-  void announceCount(const Connection& client, const Count& count);
+  /// Sends each greeted client its count if that is not what it was told last. False when one that does not read could
+  /// not be told, and has to be another time.
+  bool announceCounts(const Count& count);
+  bool announceCount(const Connection& client, const Count& count);
   /// To all greeted clients.
   void announcePermission(bool isTrusted);
   static void tellPermission(ClientConnection& client, bool isTrusted);

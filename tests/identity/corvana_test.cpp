@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/stat.h>
 
 #include "tests/support/temporary_home.h"
 

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/identity/settings_store.h"
+#include "core/ipc/socket_server.h"
+#include "helper/app_directory.h"
+#include "helper/chrome_watch.h"
+#include "helper/clients.h"
+#include "helper/profile_list.h"
+#include "helper/request_handler.h"
+#include "platform/application/application.h"
+#include "platform/loop/read_queue.h"
+#include "platform/loop/scheduler.h"
+#include "platform/windows/browser_windows.h"
+
+namespace corvana {
+
+/// The background helper: serves proxy apps at its socket with what it sees of Chrome's windows. It wires; what is
+/// done, its parts know. The program's main owns it and everything that it is given. Main thread.
+class Helper final : public ApplicationDelegate {
+ public:
+  /// What the helper asks of the system.
+  struct System {
+    Scheduler& mainQueue;
+    const Clock& clock;
+    ReadQueue& readQueue;
+    BrowserWindows& windows;
+  };
+
+  /// How soon a client that did not read is told again what its windows are.
+  static constexpr std::chrono::seconds retryPeriod{1};
+
+  /// `localState` is Chrome's file that lists its profiles.
+  Helper(const System& system, std::filesystem::path localState);
+  Helper(const Helper&) = delete;
+  Helper& operator=(const Helper&) = delete;
+
+  void applicationWillFinishLaunching() override {}
+  /// Throws SocketError when the socket cannot be listened at.
+  void applicationDidFinishLaunching() override;
+  void applicationOpen(const std::vector<std::string>& urls) override;
+  void applicationShouldHandleReopen() override {}
+  void openNewWindow() override {}
+  void bringToFront() override {}
+  TerminateReply applicationShouldTerminate() override { return TerminateReply::terminateNow; }
+  void applicationWillTerminate() override;
+
+ private:
+  void chromeChanged();
+  void announceCounts();
+  std::optional<std::string> profileOfMark(std::string_view mark);
+
+  const System system_;
+  SettingsStore settings_;
+  AppDirectory apps_;
+  ProfileList profiles_;
+  Clients clients_;
+  ChromeWatch watch_;
+  RequestHandler requests_;
+  SocketServer server_;
+  std::string socketPath_;
+  bool toldTrust_ = true;
+  Timer laterTimer_;
+};
+
+}  // namespace corvana
