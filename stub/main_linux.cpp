@@ -114,6 +114,7 @@ int run(const Opening& opening) {
   }
 
   WorkspaceLinux workspace(loop, context);
+  workspace.onNotice([](const std::string& text) { Log::stub.notice(text); });
   WindowListX11 windows;
   ReadQueueLinux readQueue("app.corvana.link");
   HelperLink link(loop, readQueue, workspace);

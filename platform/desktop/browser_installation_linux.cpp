@@ -8,7 +8,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include "platform/desktop/known_browsers_linux.h"
 #include "platform/files/user_directories.h"
@@ -84,6 +87,24 @@ std::optional<pid_t> flatpakProcess(const std::string& flatpakID) {
   return found;
 }
 
+/// Whether somebody listens at the socket. Looked up in the kernel's list, not tried: each trial would take one of the
+/// five places of Chrome's queue for a while, and those who have something to hand over would fail.
+bool isListenedAt(const fs::path& socket) {
+  std::error_code error;
+  const std::string path = fs::read_symlink(socket, error).string();
+  if (error || path.empty()) return false;
+  constexpr std::string_view acceptsConnections = "00010000";  // __SO_ACCEPTCON, the flag of listening sockets
+  std::ifstream list("/proc/net/unix");
+  for (std::string line; std::getline(list, line);) {
+    if (!line.ends_with(" " + path)) continue;
+    std::istringstream fields(line);
+    std::string flags;
+    for (int field = 0; field < 4; ++field) fields >> flags;  // number, references, protocol, flags
+    if (flags == acceptsConnections) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 std::optional<BrowserInstallation> BrowserInstallation::find(std::string_view bundleIdentifier) {
@@ -118,6 +139,13 @@ std::optional<pid_t> BrowserInstallation::mainProcess() const {
   if (!entry.flatpakID.empty()) return flatpakProcess(entry.flatpakID);
   const std::optional<pid_t> holder = lockHolder(userDataDirectory);
   return holder && isBrowser(*holder) ? holder : std::nullopt;
+}
+
+BrowserState BrowserInstallation::state() const {
+  if (!mainProcess()) return BrowserState::absent;
+  const bool isSandboxed = !entry.flatpakID.empty() || !entry.snapName.empty();
+  return isSandboxed || isListenedAt(userDataDirectory / "SingletonSocket") ? BrowserState::accepting
+                                                                            : BrowserState::busy;
 }
 
 }  // namespace corvana

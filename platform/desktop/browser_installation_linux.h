@@ -10,6 +10,14 @@
 
 namespace corvana {
 
+/// How far a browser is with taking arguments from further starts of its program.
+enum class BrowserState {
+  absent,
+  /// It is starting.
+  busy,
+  accepting,
+};
+
 /// One installed browser: its desktop entry and, for Chrome and its relatives, where it keeps its data.
 struct BrowserInstallation {
   DesktopEntry entry;
@@ -24,6 +32,10 @@ struct BrowserInstallation {
 
   /// The main process of this user's instance that uses the user data directory, however it was started.
   std::optional<pid_t> mainProcess() const;
+
+  /// Tried at the socket that Chrome keeps for further starts. That of a Flatpak or a snap is out of reach: it counts
+  /// as accepting once its main process is there.
+  BrowserState state() const;
 };
 
 }  // namespace corvana

@@ -1,5 +1,7 @@
 #include "platform/desktop/workspace_linux.h"
 
+#include <sys/wait.h>
+
 #include <algorithm>
 #include <csignal>
 #include <system_error>
@@ -54,28 +56,61 @@ std::vector<RunningApplication> WorkspaceLinux::runningApplications(std::string_
   return result;
 }
 
-void WorkspaceLinux::openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
+void WorkspaceLinux::openApplication(const std::filesystem::path& file, const OpenConfiguration& wanted,
                                      OpenCompletion completion) {
   const auto hasZeroByte = [](const std::string& text) { return text.find('\0') != std::string::npos; };
-  if (std::ranges::any_of(configuration.arguments, hasZeroByte)) {
+  if (std::ranges::any_of(wanted.arguments, hasZeroByte)) {
     return report(std::move(completion), OpenError{"an argument holds a zero byte, which no program can be given"});
+  }
+  OpenConfiguration configuration = wanted;
+  if (const auto tooLong = LaunchQueue::takeOutTooLong(configuration.arguments)) {
+    const auto isOption = [](const std::string& argument) { return argument.starts_with("--"); };
+    if (std::ranges::all_of(configuration.arguments, isOption)) return report(std::move(completion), tooLong);
+    completion = [completion = std::move(completion), tooLong](const std::optional<OpenError>& error) {
+      if (completion) completion(error ? error : tooLong);
+    };
   }
   if (file.extension() == ".app") return openBundle(file, configuration, std::move(completion));
   const auto browser = BrowserInstallation::at(file);
-  if (browser && !configuration.createsNewApplicationInstance && browser->mainProcess()) {
-    return report(std::move(completion), std::nullopt);
+  if (browser && !browser->userDataDirectory.empty()) {
+    return queue_.launch(*browser, configuration, std::move(completion));
   }
   try {
-    const DesktopEntry entry = DesktopEntry::read(file);
-    const std::vector<std::string> command = entry.commandLine(configuration.arguments);
-    const auto directory = entry.workingDirectory.empty() ? userDirectories::home() : entry.workingDirectory;
-    std::vector<std::string> environment = context_.environment();
-    // Chrome decides at its start whether its windows can be told apart, and closed, over the accessibility bus.
-    if (browser) environment.emplace_back("ACCESSIBILITY_ENABLED=1");
-    (void)start(command, directory, environment, std::move(completion));
+    (void)openEntry(DesktopEntry::read(file), configuration.arguments, browser.has_value(), std::move(completion));
   } catch (const DesktopEntryError& error) {
     report(std::move(completion), OpenError{error.what()});
   }
+}
+
+pid_t WorkspaceLinux::openEntry(const DesktopEntry& entry, const std::vector<std::string>& arguments, bool isBrowser,
+                                OpenCompletion completion) {
+  const std::vector<std::string> command = entry.commandLine(arguments);
+  const auto directory = entry.workingDirectory.empty() ? userDirectories::home() : entry.workingDirectory;
+  std::vector<std::string> environment = context_.environment();
+  // Chrome decides at its start whether its windows can be told apart, and closed, over the accessibility bus.
+  if (isBrowser) environment.emplace_back("ACCESSIBILITY_ENABLED=1");
+  return start(command, directory, environment, std::move(completion));
+}
+
+pid_t WorkspaceLinux::start(const BrowserInstallation& browser, const std::vector<std::string>& arguments,
+                            OpenCompletion completion) {
+  try {
+    return openEntry(browser.entry, arguments, true, completion);
+  } catch (const DesktopEntryError& error) {
+    report(std::move(completion), OpenError{error.what()});
+    return 0;
+  }
+}
+
+bool WorkspaceLinux::hasEnded(pid_t process) {
+  siginfo_t ending{};
+  // Its end is left for whoever watches it. One that nobody is told of, or that was reaped already, has ended as well.
+  const int result = ::waitid(P_PID, static_cast<id_t>(process), &ending, WEXITED | WNOHANG | WNOWAIT);
+  return result != 0 || ending.si_pid != 0;
+}
+
+void WorkspaceLinux::notice(const std::string& text) {
+  if (notice_) notice_(text);
 }
 
 void WorkspaceLinux::openBundle(const std::filesystem::path& path, const OpenConfiguration& configuration,
@@ -136,6 +171,7 @@ void WorkspaceLinux::childEnded(std::uint64_t number, const std::string& program
   const Child child = std::move(children_.extract(number).mapped());
   // Unknown only when whoever started us made the system reap our children; that is no reason to speak of a failure.
   report(child.completion, ending ? errorFrom(program, *ending) : std::nullopt);
+  queue_.programEnded();
 }
 
 void WorkspaceLinux::report(OpenCompletion completion, std::optional<OpenError> error) {

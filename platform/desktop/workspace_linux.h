@@ -3,8 +3,11 @@
 #include <chrono>
 #include <map>
 #include <memory>
+#include <thread>
+#include <utility>
 
 #include "platform/desktop/launch_context_linux.h"
+#include "platform/desktop/launch_queue_linux.h"
 #include "platform/desktop/workspace.h"
 #include "platform/loop/child_process_linux.h"
 #include "platform/loop/event_loop_linux.h"
@@ -13,13 +16,20 @@ namespace corvana {
 
 /// The workspace of a freedesktop.org desktop: applications are desktop entries, and opening one starts its program.
 /// Everything happens on the loop's thread, which must outlive this object.
-class WorkspaceLinux final : public Workspace {
+class WorkspaceLinux final : public Workspace, private LaunchQueue::Programs {
  public:
+  /// Takes what is for the log and nobody's error.
+  using Notice = std::function<void(const std::string&)>;
+
   /// A program that fails within `startUpTime` is reported as failed. A browser that hands its arguments to its running
   /// instance ends well before, one that starts lives on.
   WorkspaceLinux(EventLoop& loop, LaunchContext& context,
                  std::chrono::milliseconds startUpTime = std::chrono::seconds(1))
       : loop_(loop), context_(context), startUpTime_(startUpTime) {}
+  /// Launches what waits for its turn still; see `LaunchQueue::finish`.
+  ~WorkspaceLinux() override { queue_.finish(); }
+
+  void onNotice(Notice notice) { notice_ = std::move(notice); }
 
   std::optional<std::filesystem::path> urlForApplication(std::string_view bundleIdentifier) override;
 
@@ -28,7 +38,9 @@ class WorkspaceLinux final : public Workspace {
 
   /// `file` is a desktop entry or an application bundle. The opened program decides itself whether it comes to the
   /// front, and nothing is added to recent items. One that runs already is not started once more unless a new instance
-  /// is wanted: a browser would open a window that nobody asked for.
+  /// is wanted: a browser would open a window that nobody asked for. Chrome and its relatives are launched in order
+  /// (`LaunchQueue`). An argument that is too long for the system is left out, and the report names it; when no other
+  /// than options are left, nothing is opened.
   void openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
                        OpenCompletion completion) override;
   void terminate(const RunningApplication& application) override;
@@ -42,6 +54,15 @@ class WorkspaceLinux final : public Workspace {
     OpenCompletion completion;  // empty once it was called
   };
 
+  BrowserState stateOf(const BrowserInstallation& browser) override { return browser.state(); }
+  pid_t start(const BrowserInstallation& browser, const std::vector<std::string>& arguments,
+              OpenCompletion completion) override;
+  bool hasEnded(pid_t process) override;
+  void pause(std::chrono::milliseconds duration) override { std::this_thread::sleep_for(duration); }
+  void notice(const std::string& text) override;
+
+  pid_t openEntry(const DesktopEntry& entry, const std::vector<std::string>& arguments, bool isBrowser,
+                  OpenCompletion completion);
   void openBundle(const std::filesystem::path& path, const OpenConfiguration& configuration, OpenCompletion completion);
   /// Starts the program and watches it; reports what is wrong.
   pid_t start(const std::vector<std::string>& command, const std::filesystem::path& directory,
@@ -55,6 +76,8 @@ class WorkspaceLinux final : public Workspace {
   std::chrono::milliseconds startUpTime_;
   std::map<std::uint64_t, Child> children_;
   std::uint64_t nextChild_ = 0;
+  Notice notice_;
+  LaunchQueue queue_{loop_, loop_, *this};
 };
 
 }  // namespace corvana

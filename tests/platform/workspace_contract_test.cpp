@@ -2,14 +2,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 #include <csignal>
 
+#include "platform/desktop/browser_installation_linux.h"
 #include "platform/desktop/desktop_entry_linux.h"
 #include "platform/desktop/workspace_linux.h"
 #include "platform/files/property_list.h"
 #include "platform/loop/event_loop_linux.h"
+#include "platform/process/sockets.h"
 #include "tests/fakes/fake_workspace.h"
 #include "tests/support/temporary_home.h"
 
@@ -216,6 +220,21 @@ TEST_F(WorkspaceLinuxTest, TheProgramRunsOnAndInheritsNothing) {
   ::kill(process, SIGKILL);
 }
 
+TEST_F(WorkspaceLinuxTest, LeavesOutOnlyWhatIsTooLong) {
+  const std::string tooLong = "http://long/" + std::string(140'000, 'x');
+  for (const char* desktopID : {"google-chrome.desktop", "firefox.desktop"}) {
+    const auto file = home.writeDesktopEntry(
+        desktopID, quotedForExec(RECORDER) + " " + quotedForExec(home.path().string()) + " exit:0 %U");
+    const auto error = open(file, {.arguments = {"--a", "x", tooLong, "y"}, .createsNewApplicationInstance = true});
+    ASSERT_TRUE(error) << desktopID;
+    EXPECT_THAT(error->description, testing::HasSubstr("so long an argument: http://long/xxx")) << desktopID;
+    EXPECT_THAT(lastArguments(), testing::ElementsAre("--a", "x", "y")) << desktopID;
+    std::filesystem::remove(home.path() / "arguments");
+    EXPECT_TRUE(open(file, {.arguments = {"--a", tooLong}, .createsNewApplicationInstance = true})) << desktopID;
+    EXPECT_FALSE(std::filesystem::exists(home.path() / "arguments")) << "no window that nobody asked for";
+  }
+}
+
 TEST_F(WorkspaceLinuxTest, StartsARunningProgramOnlyWhenANewInstanceIsWanted) {
   // A copy whose name is a browser's, with the lock that a browser holds.
   std::filesystem::copy_file(RECORDER, home.path() / "chrome");
@@ -234,6 +253,19 @@ TEST_F(WorkspaceLinuxTest, StartsARunningProgramOnlyWhenANewInstanceIsWanted) {
   std::filesystem::create_symlink(std::string(host) + "-" + std::to_string(process), data / "SingletonLock");
   EXPECT_THAT(workspace().runningApplications(chrome),
               testing::ElementsAre(RunningApplication{std::string(chrome), process}));
+
+  // Its socket, first as a crashed browser leaves it.
+  const auto state = [] { return BrowserInstallation::find(chrome)->state(); };
+  EXPECT_EQ(state(), BrowserState::busy) << "no socket yet";
+  const UniqueFD listener = sockets::make();
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  const std::string socket = home.path() / "socket";
+  std::filesystem::create_symlink(socket, data / "SingletonSocket");
+  socket.copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  EXPECT_EQ(state(), BrowserState::busy) << "nobody listens";
+  ASSERT_EQ(::listen(listener.get(), 1), 0);
+  EXPECT_EQ(state(), BrowserState::accepting);
 
   home.writeDesktopEntry("google-chrome.desktop", "/nonexistent/chrome %U");
   const auto file = home.path() / ".local/share/applications/google-chrome.desktop";
