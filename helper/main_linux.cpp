@@ -50,6 +50,7 @@ int run(Opening opening) {
   if (application.handOver(opening)) return 0;
 
   WorkspaceLinux workspace(loop, context);
+  workspace.onNotice([](const std::string& text) { Log::helper.notice(text); });
   UserDefaultsLinux defaults(identifier);
   (void)RenameMigration::runIfNeeded(workspace, defaults);
 

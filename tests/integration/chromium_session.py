@@ -128,3 +128,47 @@ class ChromiumSession(unittest.TestCase):
             if text in line:
                 return
         self.fail(f"the proxy app has ended without saying: {text}")
+
+    def window_lines(self):
+        """The windows as wmctrl lists them, which fails when one of them goes meanwhile."""
+        for _ in range(20):
+            listing = subprocess.run(["wmctrl", "-l"], env=self.environment, capture_output=True, text=True)
+            if listing.returncode == 0:
+                return listing.stdout.splitlines()
+        self.fail(f"wmctrl lists no windows: {listing.stderr}")
+
+    def titles(self):
+        return [line.split(None, 3)[3] for line in self.window_lines()]
+
+    def browser_windows(self):
+        return [title for title in self.titles() if title.endswith("Chromium")]
+
+    def active_title(self):
+        """Empty while no window is active."""
+        found = subprocess.run(["xdotool", "getactivewindow", "getwindowname"], env=self.environment,
+                               capture_output=True, text=True)
+        return found.stdout.strip() if found.returncode == 0 else ""
+
+    def wait_until(self, condition, what):
+        """What another program does, and tells nobody of, can only be looked for."""
+        deadline = time.monotonic() + PATIENCE
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, f"{what}; windows: {self.titles()}")
+            time.sleep(0.05)
+
+    def picture(self, name):
+        if folder := os.environ.get("CORVANA_PICTURES"):
+            os.makedirs(folder, exist_ok=True)
+            self.run_tool("scrot", "--overwrite", os.path.join(folder, f"{name}.png"))
+
+    def bring_to_front(self, title):
+        def is_in_front():
+            subprocess.run(["wmctrl", "-a", title], env=self.environment, capture_output=True)
+            return self.active_title() == title
+
+        self.wait_until(is_in_front, f"{title} in front")
+
+    def close_browser_windows(self):
+        for line in self.window_lines():
+            if line.endswith("Chromium"):
+                self.run_tool("wmctrl", "-ic", line.split()[0])

@@ -71,45 +71,6 @@ class RealChromium(ChromiumSession):
         fields = [line.split() for line in lines[:-1]]
         return [(owner, int(height) > 100, layer) for owner, height, layer in fields], lines[-1]
 
-    def window_lines(self):
-        """The windows as wmctrl lists them, which fails when one of them goes meanwhile."""
-        for _ in range(20):
-            listing = subprocess.run(["wmctrl", "-l"], env=self.environment, capture_output=True, text=True)
-            if listing.returncode == 0:
-                return listing.stdout.splitlines()
-        self.fail(f"wmctrl lists no windows: {listing.stderr}")
-
-    def titles(self):
-        return [line.split(None, 3)[3] for line in self.window_lines()]
-
-    def browser_windows(self):
-        return [title for title in self.titles() if title.endswith("Chromium")]
-
-    def active_title(self):
-        """Empty while no window is active."""
-        found = subprocess.run(["xdotool", "getactivewindow", "getwindowname"], env=self.environment,
-                               capture_output=True, text=True)
-        return found.stdout.strip() if found.returncode == 0 else ""
-
-    def wait_until(self, condition, what):
-        """What another program does, and tells nobody of, can only be looked for."""
-        deadline = time.monotonic() + PATIENCE
-        while not condition():
-            self.assertLess(time.monotonic(), deadline, f"{what}; windows: {self.titles()}")
-            time.sleep(0.05)
-
-    def picture(self, name):
-        if folder := os.environ.get("CORVANA_PICTURES"):
-            os.makedirs(folder, exist_ok=True)
-            self.run_tool("scrot", "--overwrite", os.path.join(folder, f"{name}.png"))
-
-    def bring_to_front(self, title):
-        def is_in_front():
-            subprocess.run(["wmctrl", "-a", title], env=self.environment, capture_output=True)
-            return self.active_title() == title
-
-        self.wait_until(is_in_front, f"{title} in front")
-
     def press(self, key, helper, op):
         """Presses a shortcut. The app may not have seen yet that the window in front is its own."""
         for _ in range(PATIENCE // 3):
@@ -117,11 +78,6 @@ class RealChromium(ChromiumSession):
             if helper.has_request(3):
                 return helper.expect(op)
         self.fail(f"{key} has no effect")
-
-    def close_browser_windows(self):
-        for line in self.window_lines():
-            if line.endswith("Chromium"):
-                self.run_tool("wmctrl", "-ic", line.split()[0])
 
     def test_the_story_of_a_profile(self):
         executable = self.make_app("Home", "Home")

@@ -1,0 +1,171 @@
+"""The helper and proxy apps against a real Chromium, in a private session with a display of its own.
+
+Usage: helper_test.py SOURCE_FOLDER CORVANA CORVANA_STUB CORVANA_HELPER
+
+Pictures of what people see go into the folder that CORVANA_PICTURES names, if it does.
+"""
+
+import json
+import os
+import signal
+import subprocess
+import sys
+import time
+import unittest
+
+from chromium_session import PATIENCE, ChromiumSession, is_running
+
+HELPER = sys.argv[4]
+ASKS = "data:text/html,<title>Asks</title><body onclick=\"onbeforeunload = () => false\">Click here"
+
+
+class HelperStories(ChromiumSession):
+    def setUp(self):
+        super().setUp()
+        self.helper = self.start_helper()
+
+    def start_helper(self):
+        helper = self.start(HELPER)
+        self.wait_for_line(helper, "helper listening at")
+        return helper
+
+    def write_profiles(self, names):
+        """Before the browser's first start; the folders are Default, Profile 1, Profile 2 ..."""
+        self.folders = {name: f"Profile {i}" if i else "Default" for i, name in enumerate(names)}
+        with open(os.path.join(self.data, "Local State"), "w") as state:
+            json.dump({"profile": {"info_cache": {folder: {"name": name} for name, folder in self.folders.items()},
+                                   "profiles_order": list(self.folders.values())}}, state)
+        for name, folder in self.folders.items():
+            os.makedirs(os.path.join(self.data, folder), exist_ok=True)
+            with open(os.path.join(self.data, folder, "Preferences"), "w") as preferences:
+                json.dump({"profile": {"name": name}}, preferences)
+
+    def count(self, folder):
+        """What the helper says of a profile's windows."""
+        answer = subprocess.run(["corvana", "ipc", "status", f"profileDirectory=\"{folder}\""], env=self.environment,
+                                executable=sys.argv[2], capture_output=True, text=True)
+        if answer.returncode != 0:
+            return None
+        status = json.loads(answer.stdout)
+        return status["windowCount"], status["confidence"]
+
+    def wait_for_count(self, folder, count):
+        self.wait_until(lambda: self.count(folder) == (count, "certain"), f"{count} windows of {folder}")
+
+    def open_page(self, executable, title):
+        """Has the proxy app open a page, which tells by its title when it is there."""
+        app = self.start(executable, f"data:text/html,<title>{title}</title>")
+        self.wait_until(lambda: f"{title} - Chromium" in self.titles(), f"{title} open")
+        return app
+
+    def close(self, title):
+        self.run_tool("wmctrl", "-c", f"{title} - Chromium")
+
+    def wait_for_end(self, app, says="last window for this profile closed; quitting"):
+        self.wait_for_line(app, says)
+        self.assertEqual(app.wait(timeout=PATIENCE), 0)
+
+    def test_each_app_follows_its_own_windows(self):
+        work_app, home_app = self.make_app("Work", "Work"), self.make_app("Home", "Home")
+        work, home = self.open_page(work_app, "Mine"), self.open_page(home_app, "Yours")
+        self.wait_for_count("Default", 1)
+        self.wait_for_count("Profile 1", 1)
+        # A click raises the app's window from under the other, and opens none.
+        self.assertEqual(self.active_title(), "Yours - Chromium")
+        self.start(work_app).wait(timeout=PATIENCE)
+        self.wait_until(lambda: self.active_title() == "Mine - Chromium", "the clicked app in front")
+        self.picture("two_apps")
+        self.assertEqual(len(self.browser_windows()), 2)
+
+        self.run_tool("xdotool", "key", "--window", "0", "ctrl+n")  # a window that no app has opened
+        self.wait_for_count("Default", 2)
+        self.close("Mine")
+        self.wait_for_count("Default", 1)
+        self.run_tool("wmctrl", "-c", "New Tab - Chromium")
+        self.wait_for_end(work)
+        self.assertIsNone(home.poll(), "the other app goes on")
+        self.assertEqual(self.browser_windows(), ["Yours - Chromium"])
+        self.close("Yours")
+        self.wait_for_end(home)
+
+    def test_a_helper_that_is_killed_and_comes_back(self):
+        home_app = self.make_app("Home", "Home")
+        work, home = self.open_page(self.make_app("Work", "Work"), "Mine"), self.open_page(home_app, "Yours")
+        self.wait_for_count("Default", 1)
+        self.helper.kill()
+        self.wait_for_line(work, "helper connection dropped")
+        self.helper = self.start_helper()
+        for app in (work, home):
+            self.wait_for_line(app, "stub connected to helper")
+        self.wait_for_count("Default", 1)
+        self.wait_for_count("Profile 1", 1)
+        self.close("Mine")
+        self.wait_for_end(work)
+        self.assertIsNone(home.poll())
+        # Told to end, it says so and is gone at once.
+        start = time.monotonic()
+        self.helper.terminate()
+        self.wait_for_line(home, "helper is shutting down")
+        self.assertEqual(self.helper.wait(timeout=PATIENCE), 0)
+        self.assertLess(time.monotonic() - start, 5)
+        self.assertFalse(os.path.exists(os.path.join(self.environment["HOME"], "Library", "Application Support",
+                                                     "Corvana", "h.sock")))
+
+    def test_a_browser_that_crashes_and_is_started_again(self):
+        work_app = self.make_app("Work", "Work")
+        work = self.open_page(work_app, "Mine")
+        self.wait_for_count("Default", 1)
+        os.kill(self.browser(), signal.SIGKILL)
+        self.wait_until(lambda: not self.browser_windows(), "the crash")
+        self.start(work_app, "data:text/html,<title>Again</title>").wait(timeout=PATIENCE)
+        self.wait_until(lambda: "Again - Chromium" in self.titles(), "the browser again")
+        self.wait_for_count("Default", 1)
+        self.assertIsNone(work.poll(), "the app has lived through it")
+        self.close("Again")
+        self.wait_for_end(work)
+
+    def test_quitting_closes_just_the_apps_windows(self):
+        work_app = self.make_app("Work", "Work", "--close-on-quit")
+        work, home = self.open_page(work_app, "Mine"), self.open_page(self.make_app("Home", "Home"), "Yours")
+        self.start(work_app, "--action=new-window").wait(timeout=PATIENCE)
+        self.wait_for_count("Default", 2)
+        self.wait_for_count("Profile 1", 1)
+        self.start(work_app, "--action=quit").wait(timeout=PATIENCE)
+        self.wait_for_end(work, "terminating")
+        self.assertEqual(self.browser_windows(), ["Yours - Chromium"])
+        self.assertIsNone(home.poll())
+
+    def test_a_page_that_asks_before_it_is_left(self):
+        work_app = self.make_app("Work", "Work", "--close-on-quit")
+        work = self.start(work_app, ASKS)
+        self.wait_until(lambda: "Asks - Chromium" in self.titles(), "the page")
+        self.bring_to_front("Asks - Chromium")
+        window = self.run_tool("xdotool", "search", "--name", "Asks - Chromium").split()[0]
+        self.run_tool("xdotool", "mousemove", "--window", window, "300", "300", "click", "1")
+        home = self.open_page(self.make_app("Home", "Home"), "Yours")
+        self.wait_for_count("Default", 1)
+        self.start(work_app, "--action=quit").wait(timeout=PATIENCE)
+        self.wait_until(lambda: "Work" in self.titles(), "the app's alert")
+        self.picture("blocked")
+        self.assertIsNone(work.poll())
+        self.assertIn("Asks - Chromium", self.titles())
+        self.assertIsNone(home.poll())
+
+    def test_names_that_end_in_one_another(self):
+        names = ["Work", "Home Work", "- Work", "Chromium - Work", "☕ Café – Work"]
+        self.write_profiles(names)
+        executables = {folder: self.make_app(f"App {folder}", folder) for folder in self.folders.values()}
+        apps = [self.open_page(executables[folder], f"Page of {folder}") for folder in executables]
+        burst = [self.start(executable, "--action=new-window") for executable in executables.values() for _ in range(4)]
+        for window in burst:
+            window.wait(timeout=PATIENCE)
+        for folder in executables:
+            self.wait_for_count(folder, 5)
+        for folder in executables:
+            self.close(f"Page of {folder}")
+            self.wait_for_count(folder, 4)
+        self.assertEqual([app.poll() for app in apps], [None] * len(names))
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
