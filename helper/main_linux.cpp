@@ -18,7 +18,6 @@
 #include "core/ipc/single_instance_lock.h"
 #include "helper/helper.h"
 #include "platform/application/application_linux.h"
-#include "platform/application/session_bus_linux.h"
 #include "platform/desktop/chrome_user_data.h"
 #include "platform/desktop/launch_context_linux.h"
 #include "platform/desktop/workspace_linux.h"
@@ -26,6 +25,7 @@
 #include "platform/log/system_log_linux.h"
 #include "platform/loop/event_loop_linux.h"
 #include "platform/loop/read_queue_linux.h"
+#include "platform/loop/session_bus_linux.h"
 #include "platform/windows/browser_windows_linux.h"
 
 namespace {

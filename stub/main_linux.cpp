@@ -21,7 +21,6 @@
 #include "core/stub/menu_builder.h"
 #include "platform/application/alerts_linux.h"
 #include "platform/application/application_linux.h"
-#include "platform/application/session_bus_linux.h"
 #include "platform/application/user_notifications_dbus.h"
 #include "platform/desktop/launch_context_linux.h"
 #include "platform/desktop/menu_actions_linux.h"
@@ -30,6 +29,7 @@
 #include "platform/log/system_log_linux.h"
 #include "platform/loop/event_loop_linux.h"
 #include "platform/loop/read_queue_linux.h"
+#include "platform/loop/session_bus_linux.h"
 #include "platform/windows/window_list_x11.h"
 #include "stub/stub_app_delegate.h"
 

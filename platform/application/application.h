@@ -1,10 +1,12 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/desktop/menu_item.h"
+#include "platform/desktop/opening_source.h"
 #include "platform/desktop/workspace.h"
 
 namespace corvana {
@@ -50,6 +52,10 @@ class Application {
 
   /// Answers `terminateLater`. Without a question that waits for it, a reply has no effect.
   virtual void replyToApplicationShouldTerminate(bool shouldTerminate) = 0;
+
+  /// Who asked for what the delegate's `applicationOpen` is being told: nothing outside of that call, and nothing when
+  /// the system does not know for certain. Looked up when it is asked for.
+  virtual std::optional<OpeningSource> openingSource() = 0;
 
   /// Hands the user's attention over: brings that application to the front. `completion` is called once, on the main
   /// thread, with whether it is there; never after this object is gone, and maybe before this call returns.

@@ -1,21 +1,21 @@
 #include "platform/application/application_linux.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <csignal>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
+#include "platform/desktop/application_calls_linux.h"
 #include "platform/desktop/application_id_linux.h"
 #include "platform/desktop/menu_actions_linux.h"
-#include "platform/text/ascii.h"
 #include "platform/windows/startup_notification_x11.h"
 
 namespace corvana {
 namespace {
 
-constexpr const char* interface = "org.freedesktop.Application";
 /// How long a program that the bus has started waits to be told what for.
 constexpr std::chrono::seconds idleLimit{10};
 /// How long it stays after the last thing that it was started for.
@@ -25,52 +25,6 @@ constexpr int handOverAttempts = 5;
 
 int ignore(sd_bus_message*, void*, sd_bus_error*) noexcept {
   return 0;
-}
-
-/// The platform data that a caller sends along: how the user came to call ("Desktop Entry Specification" 1.5).
-struct PlatformData {
-  std::string startupID;
-  std::string activationToken;
-};
-
-PlatformData readPlatformData(sd_bus_message* message) {
-  PlatformData result;
-  if (::sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}") < 0) return result;
-  while (::sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv") > 0) {
-    const char* key = nullptr;
-    const char* content = nullptr;
-    if (::sd_bus_message_read(message, "s", &key) < 0) return result;
-    const std::string_view name = key;
-    std::string* place = nullptr;
-    if (name == "desktop-startup-id") place = &result.startupID;
-    if (name == "activation-token") place = &result.activationToken;
-    if (place != nullptr && ::sd_bus_message_peek_type(message, nullptr, &content) > 0 &&
-        std::string_view(content) == "s") {
-      const char* text = nullptr;
-      if (::sd_bus_message_read(message, "v", "s", &text) < 0) return result;
-      *place = text;
-    } else if (::sd_bus_message_skip(message, "v") < 0) {
-      return result;
-    }
-    if (::sd_bus_message_exit_container(message) < 0) return result;
-  }
-  (void)::sd_bus_message_exit_container(message);
-  return result;
-}
-
-void check(int result) {
-  if (result < 0) throw std::system_error(-result, std::generic_category(), "cannot write a message");
-}
-
-void appendPlatformData(sd_bus_message* message, const LaunchContext& context) {
-  check(::sd_bus_message_open_container(message, SD_BUS_TYPE_ARRAY, "{sv}"));
-  const auto append = [message](const char* key, const std::string& text) {
-    if (text.empty() || !ascii::isASCII(text)) return;
-    check(::sd_bus_message_append(message, "{sv}", key, "s", text.c_str()));
-  };
-  append("desktop-startup-id", context.startupID());
-  append("activation-token", context.activationToken());
-  check(::sd_bus_message_close_container(message));
 }
 
 }  // namespace
@@ -110,9 +64,11 @@ struct ApplicationLinux::Object {
 
   static int perform(sd_bus_message* message, void* userData, const Opening& opening) {
     ApplicationLinux& self = application(userData);
-    PlatformData data = readPlatformData(message);
+    PlatformData data = applicationCalls::readPlatformData(message);
     self.context_.userActed(std::move(data.startupID), std::move(data.activationToken));
+    self.asked_ = Asked{.call = message, .claimedSource = std::move(data.source)};
     self.open(opening);
+    self.asked_.reset();
     return ::sd_bus_reply_method_return(message, nullptr);
   }
 
@@ -136,7 +92,8 @@ ApplicationLinux::ApplicationLinux(EventLoop& loop, SessionBus& bus, LaunchConte
     : loop_(loop),
       bus_(bus),
       context_(context),
-      id_(applicationID(bundleIdentifier)),
+      bundleIdentifier_(std::move(bundleIdentifier)),
+      id_(applicationID(bundleIdentifier_)),
       showAbout_(std::move(showAbout)),
       activator_(loop),
       shortcuts_(loop, context.startupIDPrefix(),
@@ -155,7 +112,7 @@ bool ApplicationLinux::handOver(const Opening& opening) {
     if (becomeOnlyInstance()) return false;
     // What the bus has started is told by the bus, which has found the other instance by now.
     if (opening.isToldByBus) return true;
-    if (forward(opening)) return true;
+    if (forward(bus_, context_, id_, opening, Start::none)) return true;
   }
   throw std::runtime_error(id_ + " keeps ending and starting");
 }
@@ -163,8 +120,9 @@ bool ApplicationLinux::handOver(const Opening& opening) {
 bool ApplicationLinux::exportObject() {
   // Before the name is taken, since whoever sees that may call at once.
   sd_bus_slot* slot = nullptr;
-  if (bus_.get() == nullptr || ::sd_bus_add_object_vtable(bus_.get(), &slot, objectPath(id_).c_str(), interface,
-                                                          Object::table.data(), this) < 0) {
+  if (bus_.get() == nullptr ||
+      ::sd_bus_add_object_vtable(bus_.get(), &slot, objectPath(id_).c_str(), applicationCalls::interface,
+                                 Object::table.data(), this) < 0) {
     return false;
   }
   object_.reset(slot);
@@ -183,30 +141,44 @@ bool ApplicationLinux::becomeOnlyInstance() {
   return result != -EEXIST;
 }
 
-bool ApplicationLinux::forward(const Opening& opening) {
-  const bool opens = !opening.urls.empty();
-  const char* method = "Activate";
-  if (opens) method = "Open";
-  if (opening.action) method = "ActivateAction";
-  const BusMessage call = bus_.methodCall(id_.c_str(), objectPath(id_).c_str(), interface, method);
+bool ApplicationLinux::handOverTo(const SessionBus& bus, const LaunchContext& context,
+                                  std::string_view bundleIdentifier, const Opening& opening) {
+  return forward(bus, context, applicationID(bundleIdentifier), opening, Start::byBus);
+}
+
+bool ApplicationLinux::forward(const SessionBus& bus, const LaunchContext& context, const std::string& id,
+                               const Opening& opening, Start start) {
+  const PlatformData data{
+      .startupID = context.startupID(), .activationToken = context.activationToken(), .source = opening.source};
+  const BusMessage call = opening.action ? applicationCalls::activateAction(bus, id, *actionName(*opening.action), data)
+                                         : applicationCalls::open(bus, id, opening.urls, data);
   if (!call) return false;
-  if (opening.action) {
-    check(::sd_bus_message_append(call.get(), "sav", actionName(*opening.action)->c_str(), 0));
-  } else if (opens) {
-    check(::sd_bus_message_open_container(call.get(), SD_BUS_TYPE_ARRAY, "s"));
-    for (const std::string& url : opening.urls) check(::sd_bus_message_append(call.get(), "s", url.c_str()));
-    check(::sd_bus_message_close_container(call.get()));
-  }
-  appendPlatformData(call.get(), context_);
+  if (start == Start::byBus) (void)::sd_bus_message_set_auto_start(call.get(), 1);
 
   sd_bus_error error{};
-  const int result = ::sd_bus_call(bus_.get(), call.get(), 0, &error, nullptr);
-  const bool hasEnded = ::sd_bus_error_has_names(&error, SD_BUS_ERROR_SERVICE_UNKNOWN, SD_BUS_ERROR_NAME_HAS_NO_OWNER,
-                                                 SD_BUS_ERROR_NO_REPLY) > 0;
+  const int result = ::sd_bus_call(bus.get(), call.get(), 0, &error, nullptr);
+  const bool hasEnded = applicationCalls::sayNobodyDidIt(error);
   const std::string description = error.message == nullptr ? "" : error.message;
   ::sd_bus_error_free(&error);
-  if (result < 0 && !hasEnded) throw std::runtime_error(id_ + " is running but did not answer: " + description);
+  if (result < 0 && !hasEnded) throw std::runtime_error(id + " is running but did not answer: " + description);
   return result >= 0;
+}
+
+std::optional<OpeningSource> ApplicationLinux::openingSource() {
+  if (!asked_) return std::nullopt;
+  pid_t caller = ::getpid();  // it was started for that
+  if (asked_->call != nullptr) {
+    sd_bus_creds* rawCredentials = nullptr;
+    if (::sd_bus_query_sender_creds(asked_->call, SD_BUS_CREDS_PID, &rawCredentials) < 0) return std::nullopt;
+    const BusCredentials credentials(rawCredentials);
+    if (::sd_bus_creds_get_pid(credentials.get(), &caller) < 0) return std::nullopt;
+  }
+  // Whoever may call here could as well start a program under another's name; one in a sandbox could not.
+  if (!asked_->claimedSource.empty() && !CallingApplications::isSandboxed(caller)) {
+    return CallingApplications::named(asked_->claimedSource);
+  }
+  if (!callers_) callers_.emplace(bundleIdentifier_);
+  return callers_->find(caller);
 }
 
 int ApplicationLinux::run(ApplicationDelegate& delegate, const Opening& opening) {
@@ -214,7 +186,9 @@ int ApplicationLinux::run(ApplicationDelegate& delegate, const Opening& opening)
   if (opening.isToldByBus) {
     idleTimer_ = loop_.after(idleLimit, [this] { loop_.quit(0); });
   } else {
+    asked_ = Asked{.call = nullptr, .claimedSource = opening.source};
     open(opening);
+    asked_.reset();
   }
   return loop_.run();
 }

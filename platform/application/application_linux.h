@@ -3,13 +3,15 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/application/application.h"
-#include "platform/application/session_bus_linux.h"
+#include "platform/desktop/calling_application_linux.h"
 #include "platform/desktop/launch_context_linux.h"
 #include "platform/desktop/menu_item.h"
 #include "platform/loop/event_loop_linux.h"
+#include "platform/loop/session_bus_linux.h"
 #include "platform/windows/window_activator_x11.h"
 #include "platform/windows/window_shortcuts_x11.h"
 
@@ -20,6 +22,8 @@ struct Opening {
   std::vector<std::string> urls;
   /// One of the menu's actions.
   std::optional<MenuItem::Action> action;
+  /// For a program of ours that calls in an application's name: its bundle identifier.
+  std::string source;
   /// The session bus has started the program, and is about to tell it what for.
   bool isToldByBus = false;
 };
@@ -42,6 +46,11 @@ class ApplicationLinux final : public Application {
   /// nothing left to do. Throws std::runtime_error when that instance does not answer.
   bool handOver(const Opening& opening);
 
+  /// Hands over to the application with that bundle identifier, which the bus starts if it has to. False when it does
+  /// not run and the bus cannot start it. Throws std::runtime_error when it does not answer.
+  static bool handOverTo(const SessionBus& bus, const LaunchContext& context, std::string_view bundleIdentifier,
+                         const Opening& opening);
+
   /// Launches the application and serves it until it ends; returns the program's exit code.
   int run(ApplicationDelegate& delegate, const Opening& opening);
 
@@ -52,15 +61,24 @@ class ApplicationLinux final : public Application {
   void setMainMenu(std::vector<MenuItem> menu) override;
   void terminate() override;
   void replyToApplicationShouldTerminate(bool shouldTerminate) override;
+  std::optional<OpeningSource> openingSource() override;
   void handActivationTo(const RunningApplication& other, std::function<void(bool)> completion) override;
 
  private:
   struct Object;
 
+  /// What is being done just now.
+  struct Asked {
+    sd_bus_message* call;  // null for what this program was started for itself
+    std::string claimedSource;
+  };
+  enum class Start { none, byBus };
+
   bool exportObject();
   bool becomeOnlyInstance();
-  /// False when the other instance has just ended.
-  bool forward(const Opening& opening);
+  /// False when there is no other instance, or it has just ended.
+  static bool forward(const SessionBus& bus, const LaunchContext& context, const std::string& id,
+                      const Opening& opening, Start start);
   void open(const Opening& opening);
   void perform(MenuItem::Action action);
   /// With what it is launched for.
@@ -69,6 +87,7 @@ class ApplicationLinux final : public Application {
   EventLoop& loop_;
   SessionBus& bus_;
   LaunchContext& context_;
+  std::string bundleIdentifier_;
   std::string id_;
   std::function<void(std::function<void()>)> showAbout_;
   WindowActivatorX11 activator_;
@@ -78,6 +97,9 @@ class ApplicationLinux final : public Application {
   BusSlot object_;
   BusSlot disconnection_;
   ApplicationDelegate* delegate_ = nullptr;
+  std::optional<Asked> asked_;
+  /// Made when somebody wants to know.
+  std::optional<CallingApplications> callers_;
   bool didLaunch_ = false;
   bool isQuestionPending_ = false;
   bool hasEnded_ = false;

@@ -23,6 +23,8 @@ class ApplicationMacOS final : public Application {
   void terminate() override;
   void replyToApplicationShouldTerminate(bool shouldTerminate) override;
 
+  std::optional<OpeningSource> openingSource() override;
+
   /// Completes with whether the system lets the other application come to the front, which takes it a moment longer.
   void handActivationTo(const RunningApplication& other, std::function<void(bool)> completion) override;
 

@@ -175,6 +175,20 @@ void ApplicationMacOS::terminate() {
 
 void ApplicationMacOS::replyToApplicationShouldTerminate(bool shouldTerminate) { question_->reply(shouldTerminate); }
 
+std::optional<OpeningSource> ApplicationMacOS::openingSource() {
+  // Links come as Apple events, with the process that has sent them.
+  NSAppleEventDescriptor* event = NSAppleEventManager.sharedAppleEventManager.currentAppleEvent;
+  NSAppleEventDescriptor* sender = [event attributeDescriptorForKeyword:keySenderPIDAttr];
+  if (sender == nil) return std::nullopt;
+  NSRunningApplication* application = [NSRunningApplication runningApplicationWithProcessIdentifier:sender.int32Value];
+  NSString* identifier = application.bundleIdentifier;
+  // What the system or this program itself hands on has no application behind it that users would know.
+  NSString* ownIdentifier = NSBundle.mainBundle.bundleIdentifier;
+  if (identifier == nil || (ownIdentifier != nil && [identifier isEqualToString:ownIdentifier])) return std::nullopt;
+  NSString* name = application.localizedName;
+  return OpeningSource{.bundleIdentifier = utf8From(identifier), .name = name == nil ? "" : utf8From(name)};
+}
+
 void ApplicationMacOS::handActivationTo(const RunningApplication& other, std::function<void(bool)> completion) {
   NSRunningApplication* found = [NSRunningApplication runningApplicationWithProcessIdentifier:other.processIdentifier];
   if (found == nil) return completion(false);

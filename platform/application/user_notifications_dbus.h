@@ -6,9 +6,9 @@
 #include <set>
 #include <string>
 
-#include "platform/application/session_bus_linux.h"
 #include "platform/application/user_notifications.h"
 #include "platform/desktop/launch_context_linux.h"
+#include "platform/loop/session_bus_linux.h"
 
 namespace corvana {
 

@@ -6,18 +6,8 @@
 #include "platform/process/processes_linux.h"
 
 namespace corvana {
-namespace {
 
 namespace fs = std::filesystem;
-
-/// The bundle that a program lies in, if its place is that of a bundle's program.
-std::optional<ApplicationBundle> bundleOf(const fs::path& program) {
-  const fs::path folder = program.parent_path();
-  if (folder.filename() != "MacOS" || folder.parent_path().filename() != "Contents") return std::nullopt;
-  return ApplicationBundle::read(folder.parent_path().parent_path());
-}
-
-}  // namespace
 
 std::optional<ApplicationBundle> ApplicationBundle::read(const fs::path& path) {
   if (!path.is_absolute()) return std::nullopt;  // nothing about an application depends on where we run
@@ -34,11 +24,17 @@ std::optional<ApplicationBundle> ApplicationBundle::read(const fs::path& path) {
   }
 }
 
+std::optional<ApplicationBundle> ApplicationBundle::of(const fs::path& program) {
+  const fs::path folder = program.parent_path();
+  if (folder.filename() != "MacOS" || folder.parent_path().filename() != "Contents") return std::nullopt;
+  return read(folder.parent_path().parent_path());
+}
+
 std::vector<pid_t> ApplicationBundle::processes(std::string_view identifier) {
   std::vector<pid_t> result;
   processes::forEach([&](pid_t process) {
     const auto program = processes::executable(process);
-    const auto bundle = program ? bundleOf(*program) : std::nullopt;
+    const auto bundle = program ? of(*program) : std::nullopt;
     if (bundle && bundle->identifier == identifier) result.push_back(process);
     return true;
   });

@@ -20,6 +20,9 @@ struct ApplicationBundle {
   /// Nothing when the folder is no bundle with an identifier and an executable.
   static std::optional<ApplicationBundle> read(const std::filesystem::path& path);
 
+  /// The bundle that a program lies in, if its place is that of a bundle's program.
+  static std::optional<ApplicationBundle> of(const std::filesystem::path& program);
+
   /// This user's processes whose program lies in a bundle with that identifier, wherever that is.
   static std::vector<pid_t> processes(std::string_view identifier);
 

@@ -9,17 +9,15 @@
 #include "platform/desktop/application_bundle_linux.h"
 #include "platform/desktop/browser_installation_linux.h"
 #include "platform/desktop/desktop_entry_linux.h"
+#include "platform/desktop/desktop_id_linux.h"
 #include "platform/desktop/known_browsers_linux.h"
 #include "platform/files/pointers_gio.h"
 #include "platform/files/property_list.h"
-#include "platform/files/xdg_directories_linux.h"
 
 namespace corvana {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::string_view suffix = ".desktop";
 
 /// The media type; empty for a content type that has none.
 std::string mediaTypeOf(const Handled& handled) {
@@ -31,27 +29,6 @@ std::string mediaTypeOf(const Handled& handled) {
   }};
   const auto* found = std::ranges::find(types, handled.name, &std::pair<std::string_view, const char*>::first);
   return found == types.end() ? "" : found->second;
-}
-
-/// The name by which the desktop knows an entry: its path below the folder of entries, with dashes for the slashes.
-/// Nothing for one that lies elsewhere, which the desktop does not know.
-std::optional<std::string> desktopIDOf(const fs::path& entry) {
-  for (const fs::path& directory : xdg::dataDirectories()) {
-    const fs::path relative = entry.lexically_relative(directory / "applications");
-    if (relative.empty() || *relative.begin() == "..") continue;
-    std::string id = relative.string();
-    std::ranges::replace(id, '/', '-');
-    return id;
-  }
-  return std::nullopt;
-}
-
-std::string identifierOf(const DesktopEntry& entry, const std::string& desktopID) {
-  for (const KnownBrowser& browser : knownBrowsers()) {
-    if (std::ranges::count(browser.desktopIDs, desktopID) > 0) return std::string(browser.bundleIdentifier);
-  }
-  if (const auto bundle = ApplicationBundle::read(entry.bundle)) return bundle->identifier;
-  return desktopID.ends_with(suffix) ? desktopID.substr(0, desktopID.size() - suffix.size()) : desktopID;
 }
 
 std::optional<fs::path> fileOf(GAppInfo* application) {
@@ -95,7 +72,7 @@ std::optional<std::string> setDefault(const fs::path& application, const Handled
   std::string desktopID = desktopIDOf(application).value_or("");
   if (application.extension() == ".app") {
     const auto bundle = ApplicationBundle::read(application);
-    desktopID = bundle ? bundle->identifier + std::string(suffix) : "";
+    desktopID = bundle ? bundle->identifier + std::string(desktopEntrySuffix) : "";
   }
   const GObjectPointer<GDesktopAppInfo> info(::g_desktop_app_info_new(desktopID.c_str()));
   if (!info) return application.string() + " has no desktop entry " + desktopID;
@@ -146,7 +123,7 @@ std::optional<ApplicationInfo> ApplicationHandlersGIO::info(const fs::path& appl
     if (application.extension() == ".app") return infoOfBundle(application);
     const DesktopEntry entry = DesktopEntry::read(application);
     const std::string desktopID = desktopIDOf(application).value_or(application.filename().string());
-    return ApplicationInfo{.bundleIdentifier = identifierOf(entry, desktopID), .name = entry.name};
+    return ApplicationInfo{.bundleIdentifier = bundleIdentifierOf(entry, desktopID), .name = entry.name};
   } catch (const std::exception&) {
     return std::nullopt;
   }

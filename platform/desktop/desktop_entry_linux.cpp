@@ -13,6 +13,10 @@ std::string stringUnder(GKeyFile* file, const char* key) {
   return text ? text.get() : "";
 }
 
+bool isTrueUnder(GKeyFile* file, const char* key) {
+  return ::g_key_file_get_boolean(file, G_KEY_FILE_DESKTOP_GROUP, key, nullptr) != 0;
+}
+
 /// One argument of an Exec line before its field codes are replaced.
 struct ExecWord {
   std::string text;
@@ -135,8 +139,10 @@ DesktopEntry DesktopEntry::read(const std::filesystem::path& file) {
           .exec = stringUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_EXEC),
           .tryExec = stringUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_TRY_EXEC),
           .workingDirectory = stringUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_PATH),
-          .isHidden = ::g_key_file_get_boolean(keys.get(), G_KEY_FILE_DESKTOP_GROUP, G_KEY_FILE_DESKTOP_KEY_HIDDEN,
-                                               nullptr) != 0,
+          .isHidden = isTrueUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_HIDDEN),
+          .isWithoutDisplay = isTrueUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_NO_DISPLAY),
+          .runsInTerminal = isTrueUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_TERMINAL),
+          .categories = stringUnder(keys.get(), G_KEY_FILE_DESKTOP_KEY_CATEGORIES),
           .flatpakID = stringUnder(keys.get(), "X-Flatpak"),
           .snapName = stringUnder(keys.get(), "X-SnapInstanceName"),
           .bundle = stringUnder(keys.get(), DesktopEntry::bundleKey)};

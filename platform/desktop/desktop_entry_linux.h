@@ -29,6 +29,12 @@ struct DesktopEntry {
   std::filesystem::path workingDirectory;
   /// Deleted by the user, who thereby also hides entries of the same name in later directories.
   bool isHidden = false;
+  /// Not for menus; the application may open things all the same.
+  bool isWithoutDisplay = false;
+  /// The program is one of the command line.
+  bool runsInTerminal = false;
+  /// As in the file: "Network;WebBrowser;".
+  std::string categories;
   /// The Flatpak application or the snap that the entry starts; empty for ordinary programs.
   std::string flatpakID;
   std::string snapName;

@@ -4,15 +4,18 @@
 
 #include <algorithm>
 #include <csignal>
+#include <limits>
 #include <system_error>
 #include <utility>
 
 #include "platform/desktop/application_bundle_linux.h"
+#include "platform/desktop/application_calls_linux.h"
 #include "platform/desktop/application_id_linux.h"
 #include "platform/desktop/browser_installation_linux.h"
 #include "platform/desktop/known_browsers_linux.h"
 #include "platform/files/user_directories.h"
 #include "platform/process/systemd_user_linux.h"
+#include "platform/text/ascii.h"
 
 namespace corvana {
 namespace {
@@ -22,6 +25,18 @@ std::optional<OpenError> errorFrom(const std::string& program, const siginfo_t& 
   if (ending.si_code == CLD_EXITED && ending.si_status == 0) return std::nullopt;
   const char* how = ending.si_code == CLD_EXITED ? " ended at once with exit status " : " was ended at once by signal ";
   return OpenError{program + how + std::to_string(ending.si_status)};
+}
+
+/// How long an application may take that was called. Nobody who is called here has much to do, but the bus may have to
+/// start it.
+constexpr std::chrono::seconds callLimit{10};
+
+/// Whether the text begins with a scheme, so that no program takes it for an option or a file.
+bool isURL(const std::string& text) {
+  const auto isOfScheme = [](char c) { return ascii::isAlphanumeric(c) || c == '+' || c == '-' || c == '.'; };
+  const std::size_t colon = text.find(':');
+  return colon != std::string::npos && colon > 0 && ascii::isLetter(text.front()) &&
+         std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(colon), isOfScheme);
 }
 
 }  // namespace
@@ -120,10 +135,66 @@ void WorkspaceLinux::openBundle(const std::filesystem::path& path, const OpenCon
   if (!configuration.createsNewApplicationInstance && bundle->isRunning()) {
     return report(std::move(completion), std::nullopt);
   }
-  std::vector<std::string> command{bundle->executable.string()};
-  command.insert(command.end(), configuration.arguments.begin(), configuration.arguments.end());
-  const pid_t process = start(command, userDirectories::home(), context_.environment(), std::move(completion));
-  if (process > 0) systemdUser::moveToOwnScope(process, bundle->identifier);
+  auto call = std::make_unique<Call>(Call{
+      *this, nextCall_++, *bundle, configuration.arguments, context_.environment(), std::move(completion), {}, {}});
+  if (callBundle(call)) return;
+  startBundle(call->bundle, call->arguments, call->environment, std::move(call->completion));
+}
+
+bool WorkspaceLinux::callBundle(std::unique_ptr<Call>& call) {
+  // What is no URL is for the program's own command line.
+  if (bus_ == nullptr || !std::ranges::all_of(call->arguments, isURL)) return false;
+  PlatformData data;
+  for (const std::string& variable : call->environment) {
+    const auto value = [&variable](std::string_view name) {
+      return variable.starts_with(name) ? variable.substr(name.size()) : std::string();
+    };
+    if (data.startupID.empty()) data.startupID = value("DESKTOP_STARTUP_ID=");
+    if (data.activationToken.empty()) data.activationToken = value("XDG_ACTIVATION_TOKEN=");
+  }
+  BusMessage message;
+  try {
+    message = applicationCalls::open(*bus_, applicationID(call->bundle.identifier), call->arguments, data);
+  } catch (const std::system_error&) {
+    return false;  // a text that the bus does not carry
+  }
+  sd_bus_slot* slot = nullptr;
+  constexpr std::uint64_t noLimit = std::numeric_limits<std::uint64_t>::max();
+  if (!message || ::sd_bus_message_set_auto_start(message.get(), 1) < 0 ||
+      ::sd_bus_call_async(bus_->get(), &slot, message.get(), callAnswered, call.get(), noLimit) < 0) {
+    return false;
+  }
+  call->slot.reset(slot);
+  call->limit = loop_.after(callLimit, [this, number = call->number] {
+    const auto late = std::move(calls_.extract(number).mapped());
+    report(std::move(late->completion), std::nullopt);
+  });
+  const std::uint64_t number = call->number;
+  calls_.emplace(number, std::move(call));
+  return true;
+}
+
+int WorkspaceLinux::callAnswered(sd_bus_message* answer, void* userData, sd_bus_error*) noexcept {
+  WorkspaceLinux& self = static_cast<Call*>(userData)->workspace;
+  const auto call = std::move(self.calls_.extract(static_cast<Call*>(userData)->number).mapped());
+  const sd_bus_error* error = ::sd_bus_message_get_error(answer);
+  if (error == nullptr) {
+    self.report(std::move(call->completion), std::nullopt);
+  } else if (applicationCalls::sayNobodyDidIt(*error)) {
+    self.startBundle(call->bundle, call->arguments, call->environment, std::move(call->completion));
+  } else {
+    const std::string reason = error->message == nullptr ? error->name : error->message;
+    self.report(std::move(call->completion), OpenError{call->bundle.path.string() + ": " + reason});
+  }
+  return 0;
+}
+
+void WorkspaceLinux::startBundle(const ApplicationBundle& bundle, const std::vector<std::string>& arguments,
+                                 const std::vector<std::string>& environment, OpenCompletion completion) {
+  std::vector<std::string> command{bundle.executable.string()};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  const pid_t process = start(command, userDirectories::home(), environment, std::move(completion));
+  if (process > 0) systemdUser::moveToOwnScope(process, bundle.identifier);
 }
 
 pid_t WorkspaceLinux::start(const std::vector<std::string>& command, const std::filesystem::path& directory,

@@ -6,11 +6,13 @@
 #include <thread>
 #include <utility>
 
+#include "platform/desktop/application_bundle_linux.h"
 #include "platform/desktop/launch_context_linux.h"
 #include "platform/desktop/launch_queue_linux.h"
 #include "platform/desktop/workspace.h"
 #include "platform/loop/child_process_linux.h"
 #include "platform/loop/event_loop_linux.h"
+#include "platform/loop/session_bus_linux.h"
 
 namespace corvana {
 
@@ -22,10 +24,11 @@ class WorkspaceLinux final : public Workspace, private LaunchQueue::Programs {
   using Notice = std::function<void(const std::string&)>;
 
   /// A program that fails within `startUpTime` is reported as failed. A browser that hands its arguments to its running
-  /// instance ends well before, one that starts lives on.
+  /// instance ends well before, one that starts lives on. Over `bus`, which may be null, our own applications are
+  /// handed what they are to open.
   WorkspaceLinux(EventLoop& loop, LaunchContext& context,
-                 std::chrono::milliseconds startUpTime = std::chrono::seconds(1))
-      : loop_(loop), context_(context), startUpTime_(startUpTime) {}
+                 std::chrono::milliseconds startUpTime = std::chrono::seconds(1), SessionBus* bus = nullptr)
+      : loop_(loop), context_(context), startUpTime_(startUpTime), bus_(bus) {}
   /// Launches what waits for its turn still; see `LaunchQueue::finish`.
   ~WorkspaceLinux() override { queue_.finish(); }
 
@@ -36,11 +39,13 @@ class WorkspaceLinux final : public Workspace, private LaunchQueue::Programs {
   /// Known are the processes of Chrome and its relatives, and those of application bundles.
   std::vector<RunningApplication> runningApplications(std::string_view bundleIdentifier) override;
 
-  /// `file` is a desktop entry or an application bundle. The opened program decides itself whether it comes to the
-  /// front, and nothing is added to recent items. One that runs already is not started once more unless a new instance
-  /// is wanted: a browser would open a window that nobody asked for. Chrome and its relatives are launched in order
-  /// (`LaunchQueue`). An argument that is too long for the system is left out, and the report names it; when no other
-  /// than options are left, nothing is opened.
+  /// `file` is a desktop entry or an application bundle. A bundle's application is called over the bus, which starts it
+  /// if need be; its program is started where that cannot be. One that takes the call and does not answer in time
+  /// counts as opened: it has what it was given, and will open it when it goes on. The opened program decides itself
+  /// whether it comes to the front, and nothing is added to recent items. One that runs already is not started once
+  /// more unless a new instance is wanted: a browser would open a window that nobody asked for. Chrome and its
+  /// relatives are launched in order (`LaunchQueue`). An argument that is too long for the system is left out, and the
+  /// report names it; when no other than options are left, nothing is opened.
   void openApplication(const std::filesystem::path& file, const OpenConfiguration& configuration,
                        OpenCompletion completion) override;
   void terminate(const RunningApplication& application) override;
@@ -63,7 +68,24 @@ class WorkspaceLinux final : public Workspace, private LaunchQueue::Programs {
 
   pid_t openEntry(const DesktopEntry& entry, const std::vector<std::string>& arguments, bool isBrowser,
                   OpenCompletion completion);
+  /// What a bundle's application is asked for over the bus.
+  struct Call {
+    WorkspaceLinux& workspace;
+    std::uint64_t number;
+    ApplicationBundle bundle;
+    std::vector<std::string> arguments;
+    std::vector<std::string> environment;
+    OpenCompletion completion;
+    BusSlot slot;
+    Timer limit;
+  };
+
   void openBundle(const std::filesystem::path& path, const OpenConfiguration& configuration, OpenCompletion completion);
+  /// Whether the bus has taken the call; `call` is kept then, else left as it is.
+  bool callBundle(std::unique_ptr<Call>& call);
+  static int callAnswered(sd_bus_message* answer, void* userData, sd_bus_error* error) noexcept;
+  void startBundle(const ApplicationBundle& bundle, const std::vector<std::string>& arguments,
+                   const std::vector<std::string>& environment, OpenCompletion completion);
   /// Starts the program and watches it; reports what is wrong.
   pid_t start(const std::vector<std::string>& command, const std::filesystem::path& directory,
               const std::vector<std::string>& environment, OpenCompletion completion);
@@ -74,10 +96,13 @@ class WorkspaceLinux final : public Workspace, private LaunchQueue::Programs {
   EventLoop& loop_;
   LaunchContext& context_;
   std::chrono::milliseconds startUpTime_;
+  SessionBus* bus_;
   std::map<std::uint64_t, Child> children_;
   std::uint64_t nextChild_ = 0;
   Notice notice_;
   LaunchQueue queue_{loop_, loop_, *this};
+  std::map<std::uint64_t, std::unique_ptr<Call>> calls_;
+  std::uint64_t nextCall_ = 0;
 };
 
 }  // namespace corvana

@@ -15,6 +15,9 @@ class FakeApplication final : public Application {
   /// Whether other applications come to the front when this one lets them.
   bool canHandActivationOver = true;
 
+  /// Who asks for what is opened.
+  std::optional<OpeningSource> source;
+
   std::vector<MenuItem> menu;
   std::vector<RunningApplication> activated;
   /// All replies, those without a question, too.
@@ -37,6 +40,7 @@ class FakeApplication final : public Application {
     replies.push_back(shouldTerminate);
     answer(shouldTerminate);
   }
+  std::optional<OpeningSource> openingSource() override { return source; }
   void handActivationTo(const RunningApplication& other, std::function<void(bool)> completion) override {
     activated.push_back(other);
     completion(canHandActivationOver);

@@ -232,6 +232,53 @@ TEST_F(OnTheBus, WhatNeedsNoApplicationLaunchesNone) {
   EXPECT_THAT(toldUntilItEnded(), ElementsAre("about"));
 }
 
+/// A bundle of that application whose program notes down that it was started.
+std::filesystem::path writeBundle(const TemporaryHome& home) {
+  home.write("W.app/Contents/Info.plist", PropertyList::xml({{"CFBundleIdentifier", {std::string(identifier)}},
+                                                             {"CFBundleExecutable", {std::string("Stub")}}}));
+  const auto program =
+      home.write("W.app/Contents/MacOS/Stub", "#!/bin/sh\nprintf '%s\\n' \"$@\" >> \"$HOME/started\"\n");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  return home.path() / "W.app";
+}
+
+/// Opens the bundle over the bus; gives what went wrong.
+std::optional<OpenError> openBundle(const std::filesystem::path& bundle, const std::vector<std::string>& arguments) {
+  EventLoop loop;
+  SessionBus bus(loop);
+  LaunchContext context("app.corvana.test");
+  context.userActed("x_TIME77", "token");
+  WorkspaceLinux workspace(loop, context, std::chrono::seconds(1), &bus);
+  std::optional<std::optional<OpenError>> result;
+  workspace.openApplication(bundle, {.arguments = arguments, .createsNewApplicationInstance = true},
+                            [&](std::optional<OpenError> error) {
+                              EXPECT_FALSE(result) << "reported twice";
+                              result = std::move(error);
+                            });
+  EXPECT_FALSE(result) << "reported inside the call";
+  loop.runUntil([&] { return result.has_value(); });
+  return *result;
+}
+
+TEST_F(OnTheBus, ABundlesApplicationIsCalledAndItsProgramNotStarted) {
+  const auto bundle = writeBundle(home);
+  start({});
+  EXPECT_FALSE(openBundle(bundle, {"https://a/", "https://b/%20"}));
+  EXPECT_FALSE(openBundle(bundle, {}));
+  EXPECT_FALSE(std::filesystem::exists(home.path() / "started"));
+  EXPECT_TRUE(handsOver({.action = MenuItem::Action::terminate}));
+  EXPECT_THAT(toldUntilItEnded(), ElementsAre("will finish launching", "did finish launching", "open https://a/",
+                                              "open https://b/%20", "reopen", "should terminate", "will terminate"));
+}
+
+TEST_F(OnTheBus, ABundlesProgramIsStartedWhereNobodyCanBeCalled) {
+  const auto bundle = writeBundle(home);
+  EXPECT_FALSE(openBundle(bundle, {"https://nobody/"}));
+  EXPECT_FALSE(openBundle(bundle, {"--option", "https://option/"}));
+  EXPECT_FALSE(openBundle(bundle, {"https://\xff/"})) << "no text for the bus";
+  EXPECT_EQ(support::readFile(home.path() / "started"), "https://nobody/\n--option\nhttps://option/\nhttps://\xff/\n");
+}
+
 /// The desktop's notification service, on a connection of its own in the same loop.
 class NotificationService {
  public:

@@ -12,9 +12,9 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "platform/application/session_bus_linux.h"
 #include "platform/desktop/launch_context_linux.h"
 #include "platform/loop/event_loop_linux.h"
+#include "platform/loop/session_bus_linux.h"
 #include "platform/windows/browser_windows_linux.h"
 
 namespace corvana {

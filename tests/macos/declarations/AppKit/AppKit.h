@@ -30,6 +30,7 @@ using NSApplicationActivationOptions = NSUInteger;
 @property(readonly, getter=isTerminated) BOOL terminated;
 @property(readonly) pid_t processIdentifier;
 @property(nullable, readonly, copy) NSString* bundleIdentifier;
+@property(nullable, readonly, copy) NSString* localizedName;
 + (NSArray<NSRunningApplication*>*)runningApplicationsWithBundleIdentifier:(NSString*)identifier;
 + (nullable instancetype)runningApplicationWithProcessIdentifier:(pid_t)number;
 - (BOOL)activateFromApplication:(NSRunningApplication*)application options:(NSApplicationActivationOptions)options;

@@ -167,6 +167,19 @@ using NSPropertyListWriteOptions = NSUInteger;
                               error:(NSError* _Nullable __autoreleasing* _Nullable)error;
 @end
 
+using AEKeyword = unsigned int;
+constexpr AEKeyword keySenderPIDAttr = 'spid';
+
+@interface NSAppleEventDescriptor : NSObject <NSCopying>
+@property(readonly) int int32Value;
+- (nullable NSAppleEventDescriptor*)attributeDescriptorForKeyword:(AEKeyword)keyword;
+@end
+
+@interface NSAppleEventManager : NSObject
+@property(nullable, readonly, retain) NSAppleEventDescriptor* currentAppleEvent;
++ (NSAppleEventManager*)sharedAppleEventManager;
+@end
+
 @interface NSBundle : NSObject
 @property(class, readonly, strong) NSBundle* mainBundle;
 @property(readonly, copy) NSURL* bundleURL;

@@ -1,4 +1,4 @@
-#include "platform/application/session_bus_linux.h"
+#include "platform/loop/session_bus_linux.h"
 
 namespace corvana {
 namespace {
