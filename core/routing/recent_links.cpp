@@ -1,6 +1,7 @@
 #include "core/routing/recent_links.h"
 
 #include <filesystem>
+#include <iterator>
 #include <utility>
 
 #include "core/identity/field_hasher.h"
@@ -101,9 +102,15 @@ bool RecentLinksStore::reloadIfChanged() {
 }
 
 void RecentLinksStore::record(RecentLink link) {
+  std::vector<RecentLink> links;
+  links.push_back(std::move(link));
+  record(std::move(links));
+}
+
+void RecentLinksStore::record(std::vector<RecentLink> links) {
   const auto lock = lockForRecording();
   reloadIfChanged();
-  links_.insert(links_.begin(), std::move(link));
+  links_.insert(links_.begin(), std::make_move_iterator(links.rbegin()), std::make_move_iterator(links.rend()));
   if (links_.size() > limit) links_.resize(limit);
   try {
     file_.write(documentText(links_));

@@ -72,6 +72,8 @@ class RecentLinksStore {
   /// entry kept in memory. Another process that is changing the file is waited for, but whoever routes links has no
   /// time: when that does not finish it is waited for no more, and the entry written all the same.
   void record(RecentLink link);
+  /// The same for several, the oldest first, with one write.
+  void record(std::vector<RecentLink> links);
 
   /// Forgets all entries, here and in the file, and what was kept of files that could not be read. What went wrong with
   /// the file, if anything, which is logged as well.
