@@ -129,4 +129,13 @@ std::optional<ApplicationInfo> ApplicationHandlersGIO::info(const fs::path& appl
   }
 }
 
+void keepDefaultBrowser() {
+  for (const char* mediaType : {"x-scheme-handler/http", "x-scheme-handler/https", "text/html", "application/xhtml+xml",
+                                "image/svg+xml", "application/x-webarchive"}) {
+    const GObjectPointer<GAppInfo> present(::g_app_info_get_default_for_type(mediaType, FALSE));
+    // Where that fails the desktop is no other than it would have been.
+    if (present) (void)::g_app_info_set_as_default_for_type(present.get(), mediaType, nullptr);
+  }
+}
+
 }  // namespace corvana

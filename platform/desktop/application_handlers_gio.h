@@ -24,4 +24,8 @@ class ApplicationHandlersGIO final : public ApplicationHandlers {
   Scheduler& scheduler_;
 };
 
+/// Writes down which application opens links and the files of browsers now, as the user's choice. Without one the
+/// desktop would prefer whichever comes to be installed in the user's own folder.
+void keepDefaultBrowser();
+
 }  // namespace corvana

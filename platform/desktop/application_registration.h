@@ -19,6 +19,11 @@ class ApplicationRegistration {
   virtual void add(const std::filesystem::path& bundle, const std::string& description,
                    const std::vector<MenuItem>& menu) = 0;
 
+  /// Registers a bundle that opens links for others: it can be made the default browser, and the handler of the files
+  /// that browsers open, but is not offered to be started. What is the default stays that. Does little when all is as
+  /// it should be. Throws as above.
+  virtual void addBrowser(const std::filesystem::path& bundle, const std::string& description) = 0;
+
   /// Forgets the application. Does nothing when it is not registered. Throws std::filesystem::filesystem_error.
   virtual void remove(std::string_view bundleIdentifier) = 0;
 };

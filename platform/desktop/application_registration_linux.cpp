@@ -2,16 +2,20 @@
 
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 
 #include "platform/desktop/application_bundle_linux.h"
+#include "platform/desktop/application_handlers_gio.h"
 #include "platform/desktop/application_id_linux.h"
 #include "platform/desktop/desktop_entry_linux.h"
 #include "platform/desktop/menu_actions_linux.h"
+#include "platform/files/files.h"
 #include "platform/files/key_file_glib.h"
 #include "platform/files/property_list.h"
 #include "platform/files/xdg_directories_linux.h"
+#include "platform/text/ascii.h"
 
 namespace corvana {
 namespace {
@@ -79,6 +83,67 @@ std::string entryContent(const ApplicationBundle& bundle, const std::string& des
   return textOf(*keys);
 }
 
+/// A link to the program, by which those call it who read no quotes in an entry's Exec, as xdg-open does: the bundle's
+/// path has a space in it.
+fs::path forwarderFor(std::string_view bundleIdentifier) {
+  return xdg::dataHome() / applicationID(bundleIdentifier) / "open-link";
+}
+
+bool hasPlainPath(const fs::path& program) {
+  return std::ranges::all_of(program.string(), [](char c) {
+    return ascii::isAlphanumeric(c) || std::string_view("/._-+@:,").find(c) != std::string_view::npos;
+  });
+}
+
+std::string browserEntryContent(const ApplicationBundle& bundle, const std::string& description) {
+  const PropertyDictionary plist = PropertyList::read(bundle.path / "Contents/Info.plist");
+  const KeyFile keys(::g_key_file_new());
+  const auto set = [&](const char* key, const std::string& value) {
+    ::g_key_file_set_string(keys.get(), G_KEY_FILE_DESKTOP_GROUP, key, value.c_str());
+  };
+  const fs::path forwarder = forwarderFor(bundle.identifier);
+  const std::string program = hasPlainPath(forwarder) ? forwarder.string() : quotedForExec(forwarder.string());
+  const std::string name = textIn(plist, "CFBundleDisplayName");
+  set(G_KEY_FILE_DESKTOP_KEY_TYPE, G_KEY_FILE_DESKTOP_TYPE_APPLICATION);
+  set(G_KEY_FILE_DESKTOP_KEY_NAME, name.empty() ? bundle.path.stem().string() : name);
+  set(G_KEY_FILE_DESKTOP_KEY_COMMENT, description);
+  set(G_KEY_FILE_DESKTOP_KEY_ICON, iconOf(bundle.path, plist));
+  set(G_KEY_FILE_DESKTOP_KEY_CATEGORIES, "Network;WebBrowser;");
+  set(G_KEY_FILE_DESKTOP_KEY_MIME_TYPE,
+      "x-scheme-handler/http;x-scheme-handler/https;text/html;application/xhtml+xml;image/svg+xml;"
+      "application/x-webarchive;");
+  set(G_KEY_FILE_DESKTOP_KEY_NO_DISPLAY, "true");
+  set(G_KEY_FILE_DESKTOP_KEY_EXEC, program + " --forward %U");
+  set(G_KEY_FILE_DESKTOP_KEY_TRY_EXEC, bundle.executable.string());
+  set(G_KEY_FILE_DESKTOP_KEY_DBUS_ACTIVATABLE, "true");
+  set(G_KEY_FILE_DESKTOP_KEY_STARTUP_NOTIFY, "true");
+  set(DesktopEntry::bundleKey, bundle.path.string());
+  return textOf(*keys);
+}
+
+/// Puts a link to the program in the place of what is there.
+void linkTo(const fs::path& program, const fs::path& link) {
+  std::error_code error;
+  if (fs::read_symlink(link, error) == program && !error) return;
+  fs::create_directories(link.parent_path());
+  fs::path fresh = link;
+  fresh += ".new";
+  fs::remove(fresh);
+  fs::create_symlink(program, fresh);
+  fs::rename(fresh, link);
+}
+
+/// Whether the file had to be written.
+bool update(const fs::path& file, const std::string& content) {
+  try {
+    if (files::read(file, content.size()) == content) return false;
+  } catch (const fs::filesystem_error&) {
+    // It is not there, or is longer.
+  }
+  xdg::write(file, content);
+  return true;
+}
+
 std::string serviceContent(const ApplicationBundle& bundle) {
   const KeyFile keys(::g_key_file_new());
   const char* group = "D-BUS Service";
@@ -108,7 +173,21 @@ void ApplicationRegistrationLinux::add(const fs::path& bundle, const std::string
   tellBus();
 }
 
+void ApplicationRegistrationLinux::addBrowser(const fs::path& bundle, const std::string& description) {
+  const auto application = ApplicationBundle::read(fs::absolute(bundle));
+  if (!application) throw std::runtime_error(bundle.string() + " is no application that could be registered");
+  const std::string& identifier = application->identifier;
+  // Each needs what comes before it: a link to a name on the bus that cannot be started is lost without a word.
+  linkTo(application->executable, forwarderFor(identifier));
+  if (update(serviceFor(identifier), serviceContent(*application))) tellBus();
+  if (!files::exists(entryFor(identifier))) keepDefaultBrowser();
+  (void)update(entryFor(identifier), browserEntryContent(*application, description));
+}
+
 void ApplicationRegistrationLinux::remove(std::string_view bundleIdentifier) {
+  std::error_code ignored;
+  fs::remove(forwarderFor(bundleIdentifier));
+  fs::remove(forwarderFor(bundleIdentifier).parent_path(), ignored);  // unless others keep something there
   const bool hadEntry = fs::remove(entryFor(bundleIdentifier));
   const bool hadService = fs::remove(serviceFor(bundleIdentifier));
   if (hadEntry || hadService) tellBus();

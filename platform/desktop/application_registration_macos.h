@@ -12,6 +12,8 @@ class ApplicationRegistrationMacOS final : public ApplicationRegistration {
            const std::vector<MenuItem>& menu) override;
 
   /// Does nothing: there is no documented call for it, and Launch Services passes over bundles that are gone.
+  /// Its Info.plist says what it opens, and that it is not offered.
+  void addBrowser(const std::filesystem::path& bundle, const std::string& description) override;
   void remove(std::string_view bundleIdentifier) override;
 };
 

@@ -21,6 +21,10 @@ void ApplicationRegistrationMacOS::add(const std::filesystem::path& bundle, cons
                            ")");
 }
 
+void ApplicationRegistrationMacOS::addBrowser(const std::filesystem::path& bundle, const std::string& description) {
+  add(bundle, description, {});
+}
+
 void ApplicationRegistrationMacOS::remove(std::string_view) {}
 
 }  // namespace corvana

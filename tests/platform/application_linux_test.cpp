@@ -454,6 +454,38 @@ TEST(Registration, TheDesktopFindsWhatIsRegisteredUntilItIsGone) {
   EXPECT_TRUE(std::filesystem::is_empty(home.path() / ".local/share/dbus-1/services"));
 }
 
+TEST(Registration, ABrowserCanBeTheDefaultButIsNotByBeingThere) {
+  TemporaryHome home;
+  home.environment.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+  const auto bundle = home.path() / "A B/Helper.app";
+  home.write("A B/Helper.app/Contents/Info.plist",
+             PropertyList::xml({{"CFBundleIdentifier", {std::string("app.corvana.helper")}},
+                                {"CFBundleExecutable", {std::string("Helper")}}}));
+  const auto program = home.write("A B/Helper.app/Contents/MacOS/Helper", "");
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  ApplicationRegistrationLinux registration;
+  registration.addBrowser(bundle, "Sends links on");
+  const auto entry = DesktopEntry::find("app.corvana.helper.desktop");
+  ASSERT_TRUE(entry);
+  EXPECT_TRUE(entry->isWithoutDisplay);
+  const auto forwarder = home.path() / ".local/share/app.corvana.helper/open-link";
+  EXPECT_EQ(entry->exec, forwarder.string() + " --forward %U") << "xdg-open reads no quotes";
+  EXPECT_EQ(std::filesystem::canonical(forwarder), program);
+  const std::string text = support::readFile(entry->file);
+  EXPECT_THAT(text, HasSubstr("\nMimeType=x-scheme-handler/http;x-scheme-handler/https;text/html;"));
+  EXPECT_THAT(text, HasSubstr("\nDBusActivatable=true\n"));
+
+  const auto service = home.path() / ".local/share/dbus-1/services/app.corvana.helper.service";
+  const auto date = std::filesystem::last_write_time(entry->file);
+  const auto serviceDate = std::filesystem::last_write_time(service);
+  registration.addBrowser(bundle, "Sends links on");
+  EXPECT_EQ(std::filesystem::last_write_time(entry->file), date) << "nothing has changed";
+  EXPECT_EQ(std::filesystem::last_write_time(service), serviceDate);
+  registration.remove("app.corvana.helper");
+  EXPECT_FALSE(std::filesystem::exists(forwarder.parent_path()));
+  EXPECT_FALSE(std::filesystem::exists(entry->file));
+}
+
 TEST(ApplicationID, IsAValidNameOnTheBus) {
   EXPECT_EQ(applicationID("app.corvana.0a1b"), "app.corvana._0a1b");
   EXPECT_EQ(applicationID("app.corvana.a0-b"), "app.corvana.a0-b");
