@@ -9,6 +9,7 @@
 #include "core/identity/log.h"
 #include "creator/commands/commands.h"
 #include "creator/commands/output.h"
+#include "platform/application/application_linux.h"
 #include "platform/desktop/application_handlers_gio.h"
 #include "platform/desktop/application_registration_linux.h"
 #include "platform/desktop/workspace_linux.h"
@@ -43,14 +44,26 @@ int main(int argumentCount, char** arguments) try {
   WorkspaceLinux workspace(loop, context);
   ApplicationHandlersGIO handlers(loop);
   ApplicationRegistrationLinux registration;
-  const commands::System system{
-      .workspace = workspace, .handlers = handlers, .registration = registration, .clock = loop};
+  const auto handToHelper = [&](const std::vector<std::string>& urls, const std::string& source) {
+    const SessionBus bus(loop);
+    return ApplicationLinux::handOverTo(bus, context, Corvana::helperBundleID,
+                                        {.urls = urls, .action = {}, .source = source});
+  };
+  const commands::System system{.workspace = workspace,
+                                .handlers = handlers,
+                                .registration = registration,
+                                .clock = loop,
+                                .mainQueue = loop,
+                                .runUntil = [&loop](const std::function<bool()>& holds) { loop.runUntil(holds); },
+                                .handToHelper = handToHelper};
   CLI::App app("Corvana gives each Chrome profile or tab group an application of its own", "corvana");
   app.require_subcommand(1);
   commands::addMakeApp(app, system);
   commands::addApps(app, system);
   commands::addProfiles(app);
   commands::addBrowsers(app, system);
+  commands::addDefaultBrowser(app, system);
+  commands::addOpen(app, system);
   commands::addRoute(app, system);
   commands::addRules(app);
   commands::addHistory(app);

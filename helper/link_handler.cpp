@@ -51,25 +51,33 @@ void LinkHandler::open(const std::vector<std::string>& urls, const std::optional
       Log::helper.error("refusing to open what is no link: ", shortened(text));
       continue;
     }
-    const RouteDecision decision = system_.rules.decide(
-        *url, source ? std::optional<std::string_view>(source->bundleIdentifier) : std::nullopt);
+    const RouteDecision decision =
+        system_.rules.decide(*url, source ? std::optional<std::string_view>(source->bundleIdentifier) : std::nullopt);
     Link link{.url = *url, .date = date, .source = source, .rule = decision.rule, .candidates = {}, .notTo = {}};
     const int returns = returnsOf(*url, source);
     if (returns == 0) {
-      if (decision.target) link.candidates.emplace_back(decision.target);
-      if (url->isFileURL() && set->localFileTarget) link.candidates.emplace_back(set->localFileTarget);
-      if (set->fallback) link.candidates.emplace_back(set->fallback);
+      link.candidates = candidatesFor(*url, decision, *set);
     } else {
       Log::helper.notice("a browser hands back ", shortened(text));
       link.notTo = source ? source->bundleIdentifier : "";
     }
     // Whoever hands back what came as the last resort would do so for ever.
-    if (returns <= 1) link.candidates.emplace_back(std::nullopt);
+    if (returns == 1) link.candidates.emplace_back(std::nullopt);
     enqueue(std::move(link));
   }
   for (auto& [key, queue] : queues_) touched.push_back(key);
   for (const std::string& key : touched) advance(key);
   tellFailures();
+}
+
+std::deque<LinkHandler::Candidate> LinkHandler::candidatesFor(const URL& url, const RouteDecision& decision,
+                                                              const RuleSet& set) {
+  std::deque<Candidate> result;
+  if (decision.target) result.emplace_back(decision.target);
+  if (url.isFileURL() && set.localFileTarget) result.emplace_back(set.localFileTarget);
+  if (set.fallback) result.emplace_back(set.fallback);
+  result.emplace_back(std::nullopt);
+  return result;
 }
 
 void LinkHandler::enqueue(Link link) {
@@ -135,10 +143,9 @@ void LinkHandler::openBatch(const std::string& key, const Destination& destinati
     remember(link, destination.target);
   }
   const auto shared = std::make_shared<std::vector<Link>>(std::move(links));
-  auto answer = lifetime_.guard(
-      [this, key, opening = queue.opening, target = destination.target, shared](const std::optional<OpenError>& error) {
-        opened(key, opening, target, shared, error);
-      });
+  auto answer =
+      lifetime_.guard([this, key, opening = queue.opening, target = destination.target,
+                       shared](const std::optional<OpenError>& error) { opened(key, opening, target, shared, error); });
   // The workspace answers on any thread.
   system_.workspace.openApplication(
       destination.application, configuration,

@@ -68,10 +68,15 @@ class LinkHandler {
   /// The program is about to end: sends what waits, and writes the history, without waiting for anything.
   void finish();
 
- private:
-  /// Where a link can go, in this order. Without a target: the browser of last resort.
-  using Candidate = std::optional<RouteTarget>;
+  /// Whether nothing is under way.
+  bool isIdle() const { return queues_.empty(); }
 
+  /// Where a link can go. Without a target: the browser of last resort.
+  using Candidate = std::optional<RouteTarget>;
+  /// In their order; the last is always that browser.
+  static std::deque<Candidate> candidatesFor(const URL& url, const RouteDecision& decision, const RuleSet& set);
+
+ private:
   /// A link on its way.
   struct Link {
     URL url;

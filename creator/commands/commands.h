@@ -1,5 +1,9 @@
 #pragma once
 
+#include <functional>
+#include <string>
+#include <vector>
+
 #include "platform/desktop/application_handlers.h"
 #include "platform/desktop/application_registration.h"
 #include "platform/desktop/workspace.h"
@@ -19,12 +23,20 @@ struct System {
   ApplicationHandlers& handlers;
   ApplicationRegistration& registration;
   const Clock& clock;
+  Scheduler& mainQueue;
+  /// Serves the main queue until the condition holds.
+  std::function<void(const std::function<bool()>&)> runUntil;
+  /// Has the helper open links in an application's name, or in nobody's when that is empty. False when it does not run
+  /// and cannot be started.
+  std::function<bool(const std::vector<std::string>& urls, const std::string& source)> handToHelper;
 };
 
 void addMakeApp(CLI::App& app, const System& system);
 void addApps(CLI::App& app, const System& system);
 void addProfiles(CLI::App& app);
 void addBrowsers(CLI::App& app, const System& system);
+void addDefaultBrowser(CLI::App& app, const System& system);
+void addOpen(CLI::App& app, const System& system);
 void addRoute(CLI::App& app, const System& system);
 void addRules(CLI::App& app);
 void addHistory(CLI::App& app);

@@ -279,6 +279,29 @@ def browsers():
         assert opened.read_text() == "Corvana Helper https://example.org/?a=b%20c\n", opener
         assert process.wait(60) == 0
 
+    assert run("default-browser") == "Corvana is the default browser.\n"
+    assert run("default-browser", "off") == "Corvana is not the default browser; Google Chrome is.\n"
+    assert run("default-browser", "on") == "Corvana is the default browser.\n"
+    run("default-browser", "maybe", status=105)
+
+    # Without a helper the command sends links on itself.
+    opened.unlink()
+    write(support / "rules.json", json.dumps({"rules": [
+        {"name": "Mail", "target": {"kind": "browser", "bundleID": "org.mozilla.firefox"},
+         "conditions": [{"kind": "apps", "values": ["org.mail"]}]},
+        {"name": "Gone", "target": {"kind": "browser", "bundleID": "org.gone"},
+         "conditions": [{"kind": "addresses", "values": ["gone.org"]}]}]}))
+    contains(run("open", "example.org", status=1), "is no link")
+    assert run("open", "--dry-run", "https://a/") == "https://a/: Google Chrome\n"
+    assert run("open", "--dry-run", "https://a/", "--from", "org.mail") == "https://a/: Firefox\n"
+    contains(run("open", "--dry-run", "https://gone.org/"), "org.gone is missing", "Google Chrome")
+    assert not opened.exists()
+    run("open", "https://a/?b=%20", "--from", "org.mail")
+    assert opened.read_text() == "Firefox https://a/?b=%20\n"
+    run("open", "https://gone.org/")
+    assert opened.read_text() == "Google Chrome https://gone.org/\n"
+    assert [link["targetWasMissing"] for link in as_json("history")] == [True, False]
+
     write(support / "rules.json", json.dumps({"browserChoices": {"com.google.Chrome": False, "org.mozilla.firefox": False}}))
     contains(run("browsers"), "switched off, last resort", "all browsers are switched off; the first takes the link")
 
