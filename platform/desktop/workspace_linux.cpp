@@ -27,10 +27,6 @@ std::optional<OpenError> errorFrom(const std::string& program, const siginfo_t& 
   return OpenError{program + how + std::to_string(ending.si_status)};
 }
 
-/// How long an application may take that was called. Nobody who is called here has much to do, but the bus may have to
-/// start it.
-constexpr std::chrono::seconds callLimit{10};
-
 /// Whether the text begins with a scheme, so that no program takes it for an option or a file.
 bool isURL(const std::string& text) {
   const auto isOfScheme = [](char c) { return ascii::isAlphanumeric(c) || c == '+' || c == '-' || c == '.'; };
@@ -165,7 +161,7 @@ bool WorkspaceLinux::callBundle(std::unique_ptr<Call>& call) {
     return false;
   }
   call->slot.reset(slot);
-  call->limit = loop_.after(callLimit, [this, number = call->number] {
+  call->limit = loop_.after(callLimit_, [this, number = call->number] {
     const auto late = std::move(calls_.extract(number).mapped());
     report(std::move(late->completion), std::nullopt);
   });

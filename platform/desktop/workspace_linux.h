@@ -25,10 +25,11 @@ class WorkspaceLinux final : public Workspace, private LaunchQueue::Programs {
 
   /// A program that fails within `startUpTime` is reported as failed. A browser that hands its arguments to its running
   /// instance ends well before, one that starts lives on. Over `bus`, which may be null, our own applications are
-  /// handed what they are to open.
+  /// handed what they are to open; an answer is waited for `callLimit`, in which the bus may have to start them.
   WorkspaceLinux(EventLoop& loop, LaunchContext& context,
-                 std::chrono::milliseconds startUpTime = std::chrono::seconds(1), SessionBus* bus = nullptr)
-      : loop_(loop), context_(context), startUpTime_(startUpTime), bus_(bus) {}
+                 std::chrono::milliseconds startUpTime = std::chrono::seconds(1), SessionBus* bus = nullptr,
+                 std::chrono::milliseconds callLimit = std::chrono::seconds(10))
+      : loop_(loop), context_(context), startUpTime_(startUpTime), bus_(bus), callLimit_(callLimit) {}
   /// Launches what waits for its turn still; see `LaunchQueue::finish`.
   ~WorkspaceLinux() override { queue_.finish(); }
 
@@ -97,6 +98,7 @@ class WorkspaceLinux final : public Workspace, private LaunchQueue::Programs {
   LaunchContext& context_;
   std::chrono::milliseconds startUpTime_;
   SessionBus* bus_;
+  std::chrono::milliseconds callLimit_;
   std::map<std::uint64_t, Child> children_;
   std::uint64_t nextChild_ = 0;
   Notice notice_;

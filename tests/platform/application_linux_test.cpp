@@ -248,7 +248,7 @@ std::optional<OpenError> openBundle(const std::filesystem::path& bundle, const s
   SessionBus bus(loop);
   LaunchContext context("app.corvana.test");
   context.userActed("x_TIME77", "token");
-  WorkspaceLinux workspace(loop, context, std::chrono::seconds(1), &bus);
+  WorkspaceLinux workspace(loop, context, 1s, &bus, 200ms);
   std::optional<std::optional<OpenError>> result;
   workspace.openApplication(bundle, {.arguments = arguments, .createsNewApplicationInstance = true},
                             [&](std::optional<OpenError> error) {
@@ -277,6 +277,15 @@ TEST_F(OnTheBus, ABundlesProgramIsStartedWhereNobodyCanBeCalled) {
   EXPECT_FALSE(openBundle(bundle, {"--option", "https://option/"}));
   EXPECT_FALSE(openBundle(bundle, {"https://\xff/"})) << "no text for the bus";
   EXPECT_EQ(support::readFile(home.path() / "started"), "https://nobody/\n--option\nhttps://option/\nhttps://\xff/\n");
+}
+
+TEST_F(OnTheBus, AnApplicationThatDoesNotAnswerHasWhatItWasGiven) {
+  const auto bundle = writeBundle(home);
+  EventLoop loop;
+  SessionBus deaf(loop);
+  ASSERT_GE(::sd_bus_request_name(deaf.get(), "app.corvana._0a1b", 0), 0);
+  EXPECT_FALSE(openBundle(bundle, {"https://a/"}));
+  EXPECT_FALSE(std::filesystem::exists(home.path() / "started")) << "it would be opened twice";
 }
 
 /// The desktop's notification service, on a connection of its own in the same loop.
