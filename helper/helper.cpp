@@ -14,7 +14,15 @@ Helper::Helper(const System& system, std::filesystem::path localState)
       watch_(system.mainQueue, system.clock, system.windows, profiles_,
              [this](std::string_view mark) { return profileOfMark(mark); }),
       requests_({system.mainQueue, system.clock, system.windows, watch_}, clients_, settings_),
-      server_(system.mainQueue, system.readQueue) {
+      server_(system.mainQueue, system.readQueue),
+      links_({.mainQueue = system.mainQueue,
+              .clock = system.clock,
+              .workspace = system.workspace,
+              .handlers = system.handlers,
+              .notifications = system.notifications,
+              .rules = rules_,
+              .history = history_},
+             [this] { tellAll(Event::Kind::routingHistoryChanged); }) {
   server_.onRequest = [this](const Clients::Connection& client, const Request& request) {
     requests_.handle(client, request);
   };
@@ -32,12 +40,17 @@ void Helper::applicationDidFinishLaunching() {
 }
 
 void Helper::applicationOpen(const std::vector<std::string>& urls) {
-  (void)urls;
+  if (!urls.empty()) links_.open(urls, system_.application.openingSource());
 }
 
 void Helper::applicationWillTerminate() {
-  server_.broadcast(Event{.event = Event::Kind::shuttingDown}, [](const ClientConnection&) { return true; });
+  tellAll(Event::Kind::shuttingDown);
   server_.stop(socketPath_);
+  links_.finish();
+}
+
+void Helper::tellAll(Event::Kind kind) {
+  server_.broadcast(Event{.event = kind}, [](const ClientConnection&) { return true; });
 }
 
 void Helper::chromeChanged() {

@@ -9,20 +9,27 @@
 
 #include "core/identity/settings_store.h"
 #include "core/ipc/socket_server.h"
+#include "core/routing/recent_links.h"
+#include "core/routing/rule_store.h"
 #include "helper/app_directory.h"
 #include "helper/chrome_watch.h"
 #include "helper/clients.h"
+#include "helper/link_handler.h"
 #include "helper/profile_list.h"
 #include "helper/request_handler.h"
 #include "platform/application/application.h"
+#include "platform/application/user_notifications.h"
+#include "platform/desktop/application_handlers.h"
+#include "platform/desktop/workspace.h"
 #include "platform/loop/read_queue.h"
 #include "platform/loop/scheduler.h"
 #include "platform/windows/browser_windows.h"
 
 namespace corvana {
 
-/// The background helper: serves proxy apps at its socket with what it sees of Chrome's windows. It wires; what is
-/// done, its parts know. The program's main owns it and everything that it is given. Main thread.
+/// The background helper: serves proxy apps at its socket with what it sees of Chrome's windows, and sends the links
+/// that the desktop hands it where the rules say. It wires; what is done, its parts know. The program's main owns it
+/// and everything that it is given. Main thread.
 class Helper final : public ApplicationDelegate {
  public:
   /// What the helper asks of the system.
@@ -31,6 +38,10 @@ class Helper final : public ApplicationDelegate {
     const Clock& clock;
     ReadQueue& readQueue;
     BrowserWindows& windows;
+    Workspace& workspace;
+    ApplicationHandlers& handlers;
+    UserNotifications& notifications;
+    Application& application;
   };
 
   /// How soon a client that did not read is told again what its windows are.
@@ -53,6 +64,8 @@ class Helper final : public ApplicationDelegate {
 
  private:
   void chromeChanged();
+  /// Also those that are no proxy apps.
+  void tellAll(Event::Kind kind);
   void announceCounts();
   std::optional<std::string> profileOfMark(std::string_view mark);
 
@@ -64,6 +77,9 @@ class Helper final : public ApplicationDelegate {
   ChromeWatch watch_;
   RequestHandler requests_;
   SocketServer server_;
+  RuleStore rules_;
+  RecentLinksStore history_;
+  LinkHandler links_;
   std::string socketPath_;
   bool toldTrust_ = true;
   Timer laterTimer_;

@@ -5,6 +5,7 @@
 
 #include "core/identity/log.h"
 #include "core/identity/uuid.h"
+#include "core/routing/route_choice.h"
 
 namespace corvana {
 namespace {
@@ -73,9 +74,9 @@ void LinkHandler::open(const std::vector<std::string>& urls, const std::optional
 std::deque<LinkHandler::Candidate> LinkHandler::candidatesFor(const URL& url, const RouteDecision& decision,
                                                               const RuleSet& set) {
   std::deque<Candidate> result;
-  if (decision.target) result.emplace_back(decision.target);
-  if (url.isFileURL() && set.localFileTarget) result.emplace_back(set.localFileTarget);
-  if (set.fallback) result.emplace_back(set.fallback);
+  for (auto& candidate : RouteChoice::candidates(decision.target, url.isFileURL(), set)) {
+    result.emplace_back(std::move(candidate.target));
+  }
   result.emplace_back(std::nullopt);
   return result;
 }

@@ -44,12 +44,9 @@ class UsageError : public std::runtime_error {
 
 /// What a launcher hands over: a URL, or the path of a file.
 std::string urlFrom(const char* argument) {
-  if (URL::absolute(argument)) return argument;
-  std::error_code error;
-  if (!std::filesystem::exists(argument, error)) {
-    throw UsageError(std::string("neither a URL with a scheme nor an existing file: ") + argument);
-  }
-  return URL::file(std::filesystem::absolute(argument)).absoluteString();
+  const auto url = URL::ofArgument(argument);
+  if (!url) throw UsageError(std::string("neither a URL with a scheme nor an existing file: ") + argument);
+  return url->absoluteString();
 }
 
 Opening openingFrom(int argumentCount, char** arguments) {

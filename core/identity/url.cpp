@@ -29,6 +29,13 @@ std::optional<URL> URL::absolute(std::string text) {
   return url;
 }
 
+std::optional<URL> URL::ofArgument(const std::string& argument) {
+  if (auto url = absolute(argument)) return url;
+  std::error_code error;
+  if (!std::filesystem::exists(argument, error)) return std::nullopt;
+  return file(std::filesystem::absolute(argument));
+}
+
 URL URL::file(const std::filesystem::path& path) {
   constexpr std::string_view plain = "/-._~!$&'()*+,;=:@";
   std::string text = "file://";

@@ -14,6 +14,9 @@ class URL {
   /// percent-encoded in a file's path.
   static std::optional<URL> absolute(std::string text);
 
+  /// What a launcher hands over on a command line: a URL, or the path of an existing file. Nothing for other texts.
+  static std::optional<URL> ofArgument(const std::string& argument);
+
   /// The file URL of an absolute path.
   static URL file(const std::filesystem::path& path);
 
