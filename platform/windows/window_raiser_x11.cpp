@@ -25,13 +25,17 @@ void WindowRaiserX11::raise(const std::vector<BrowserWindows::Window>& windows,
   check();
 }
 
-/// From the lowest up: window managers raise a window above all others, not above or below one of them.
+/// From the lowest up: window managers raise a window above all others, not above or below one of them. Some know the
+/// message for that, and some heed only what any program may ask for.
 void WindowRaiserX11::restack(const std::vector<BrowserWindows::Window>& windows) const {
   const x11::Connection* connection = list_.connection();
   if (connection == nullptr) return;
-  for (const BrowserWindows::Window window : windows) {
-    connection->tellWindowManager(static_cast<xcb_window_t>(window), x11::Connection::Atom::restackWindow,
-                                  {x11::onBehalfOfTheUser, XCB_WINDOW_NONE, XCB_STACK_MODE_ABOVE, 0, 0});
+  constexpr std::uint32_t above = XCB_STACK_MODE_ABOVE;
+  for (const BrowserWindows::Window each : windows) {
+    const auto window = static_cast<xcb_window_t>(each);
+    connection->tellWindowManager(window, x11::Connection::Atom::restackWindow,
+                                  {x11::onBehalfOfTheUser, XCB_WINDOW_NONE, above, 0, 0});
+    ::xcb_configure_window(connection->get(), window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
   }
 }
 
