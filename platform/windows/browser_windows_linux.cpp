@@ -11,8 +11,9 @@ BrowserWindowsLinux::BrowserWindowsLinux(EventLoop& loop, sd_bus* sessionBus, co
     : loop_(loop),
       process_(loop, std::move(bundleIdentifier), [this] { onProcess(); }),
       list_(loop, [this] { listChanged(); }),
-      chrome_(loop, sessionBus, [this] { tell(); }),
+      chrome_(loop, sessionBus, [this] { chromeChanged(); }),
       reader_(loop, list_, chrome_),
+      groups_(loop, reader_, chrome_, [this] { groupsChanged(); }),
       raiser_(loop, list_, context) {
   onProcess();
 }
@@ -21,6 +22,16 @@ void BrowserWindowsLinux::onProcess() {
   reader_.forget();
   chrome_.setProcess(process_.id());
   list_.setProcess(process_.id());
+  tell();
+}
+
+void BrowserWindowsLinux::chromeChanged() {
+  groups_.setProcess(process_.id());
+  tell();
+}
+
+void BrowserWindowsLinux::groupsChanged() {
+  haveGroupsChanged_ = true;
   tell();
 }
 
@@ -39,6 +50,7 @@ void BrowserWindowsLinux::tell() {
     const auto toldWindows = std::exchange(toldWindows_, windows());
     if (toldSight != toldSight_) observer_->sightChanged();
     if (toldWindows != toldWindows_ && observer_ != nullptr) observer_->windowsChanged();
+    if (std::exchange(haveGroupsChanged_, false) && observer_ != nullptr) observer_->tabGroupsChanged();
   }));
 }
 
@@ -117,19 +129,24 @@ void BrowserWindowsLinux::promptingWindows(Completion<std::vector<Window>> compl
       });
 }
 
-void BrowserWindowsLinux::setWatchesTabGroups(bool) {}
+void BrowserWindowsLinux::setWatchesTabGroups(bool watches) {
+  groups_.setWatches(watches);
+}
 
-void BrowserWindowsLinux::tabGroups(Window, Completion<std::optional<std::vector<BrowserTabGroup>>> completion) {
-  loop_.post(lifetime_.guard([completion = std::move(completion)] { completion(std::nullopt); }));
+void BrowserWindowsLinux::tabGroups(Window window, Completion<std::optional<std::vector<BrowserTabGroup>>> completion) {
+  groups_.read(window, std::move(completion));
 }
-void BrowserWindowsLinux::openTabGroup(Window, std::string, Completion<bool> completion) {
-  loop_.post(lifetime_.guard([completion = std::move(completion)] { completion(false); }));
+
+void BrowserWindowsLinux::openTabGroup(Window window, std::string name, Completion<bool> completion) {
+  groups_.open(window, name, std::move(completion));
 }
-void BrowserWindowsLinux::closeTabGroup(Window, std::string, Completion<bool> completion) {
-  loop_.post(lifetime_.guard([completion = std::move(completion)] { completion(false); }));
+
+void BrowserWindowsLinux::closeTabGroup(Window window, std::string name, Completion<bool> completion) {
+  groups_.close(window, name, std::move(completion));
 }
-void BrowserWindowsLinux::moveTabGroupToOwnWindow(Window, std::string, Completion<bool> completion) {
-  loop_.post(lifetime_.guard([completion = std::move(completion)] { completion(false); }));
+
+void BrowserWindowsLinux::moveTabGroupToOwnWindow(Window window, std::string name, Completion<bool> completion) {
+  groups_.moveToOwnWindow(window, name, std::move(completion));
 }
 
 }  // namespace corvana

@@ -12,6 +12,7 @@
 #include "platform/windows/browser_window_list_x11.h"
 #include "platform/windows/browser_windows.h"
 #include "platform/windows/chrome_accessibility_linux.h"
+#include "platform/windows/tab_groups_linux.h"
 #include "platform/windows/window_raiser_x11.h"
 #include "platform/windows/window_reader_linux.h"
 
@@ -47,6 +48,8 @@ class BrowserWindowsLinux final : public BrowserWindows {
  private:
   void onProcess();
   void isPrompting(Window window, ChromeAccessibility::Answer<bool> answer);
+  void chromeChanged();
+  void groupsChanged();
   void listChanged();
   void tell();
 
@@ -55,11 +58,13 @@ class BrowserWindowsLinux final : public BrowserWindows {
   // What the observer knows of.
   std::optional<BrowserSight> toldSight_;
   std::optional<std::vector<BrowserWindow>> toldWindows_;
+  bool haveGroupsChanged_ = false;
   bool isToTell_ = false;
   BrowserProcess process_;
   BrowserWindowListX11 list_;
   ChromeAccessibility chrome_;
   WindowReader reader_;
+  TabGroups groups_;
   WindowRaiserX11 raiser_;
   Lifetime lifetime_;
 };

@@ -132,9 +132,33 @@ void ChromeAccessibility::name(const Node& node, Answer<std::string> answer) {
       [](sd_bus_message* message) { (void)::sd_bus_message_append(message, "ss", accessible, "Name"); });
 }
 
-void ChromeAccessibility::className(const Node& node, Answer<std::string> answer) {
+void ChromeAccessibility::attribute(const Node& node, std::string name, Answer<std::string> answer) {
   call(node, accessible, "GetAttributes",
-       [answer = std::move(answer)](sd_bus_message* message) { answer(attributeIn(message, "class")); });
+       [name = std::move(name), answer = std::move(answer)](sd_bus_message* message) {
+         answer(attributeIn(message, name));
+       });
+}
+
+void ChromeAccessibility::className(const Node& node, Answer<std::string> answer) {
+  attribute(node, "class", std::move(answer));
+}
+
+void ChromeAccessibility::viewID(const Node& node, Answer<std::string> answer) {
+  attribute(node, "id", std::move(answer));
+}
+
+void ChromeAccessibility::text(const Node& node, Answer<std::string> answer) {
+  call(
+      node, "org.a11y.atspi.Text", "GetText",
+      [answer = std::move(answer)](sd_bus_message* message) {
+        const char* text = nullptr;
+        if (message == nullptr || ::sd_bus_message_read(message, "s", &text) <= 0) return answer(std::nullopt);
+        answer(std::string(text));
+      },
+      [](sd_bus_message* message) {
+        constexpr std::int32_t toTheEnd = -1;
+        (void)::sd_bus_message_append(message, "ii", 0, toTheEnd);
+      });
 }
 
 void ChromeAccessibility::extents(const Node& node, Answer<WindowPairing::Extents> answer) {
@@ -191,6 +215,25 @@ void ChromeAccessibility::act(const Node& node, int action, Answer<bool> answer)
         answer(isDone != 0);
       },
       [action](sd_bus_message* message) { (void)::sd_bus_message_append(message, "i", action); });
+}
+
+void ChromeAccessibility::setTellsNames(bool tells) {
+  constexpr const char* event = "object:property-change:accessible-name";
+  bus_.call(
+      registry, "/org/a11y/atspi/registry", registry, tells ? "RegisterEvent" : "DeregisterEvent",
+      [](sd_bus_message*) {},
+      [this, tells](sd_bus_message* message) {
+        (void)(tells ? ::sd_bus_message_append(message, "sass", event, 0, application_.c_str())
+                     : ::sd_bus_message_append(message, "s", event));
+      });
+}
+
+Watch ChromeAccessibility::watchName(const Node& node, Task changed) {
+  return bus_.watch("type='signal',sender='" + application_ +
+                        "',interface='org.a11y.atspi.Event.Object',member='PropertyChange',arg0='accessible-name',"
+                        "path='" +
+                        node + "'",
+                    [changed = std::move(changed)](sd_bus_message*) { changed(); });
 }
 
 }  // namespace corvana

@@ -46,6 +46,10 @@ class ChromeAccessibility {
   void children(const Node& node, Answer<std::vector<Node>> answer);
   void name(const Node& node, Answer<std::string> answer);
   void className(const Node& node, Answer<std::string> answer);
+  /// Chromium's own name of a view, "view_6"; empty for most.
+  void viewID(const Node& node, Answer<std::string> answer);
+  /// What stands in a field.
+  void text(const Node& node, Answer<std::string> answer);
   /// On the display.
   void extents(const Node& node, Answer<WindowPairing::Extents> answer);
 
@@ -58,13 +62,16 @@ class ChromeAccessibility {
   /// The node's action of that number; true when Chrome has done it.
   void act(const Node& node, int action, Answer<bool> answer);
 
+  /// Whether Chrome is to tell of changes of names, which costs it a little for every one.
+  void setTellsNames(bool tells);
+
+  /// Calls `changed` when the node's name changes, for as long as the watch lives and Chrome tells of names.
+  [[nodiscard]] Watch watchName(const Node& node, Task changed);
+
   /// Asks the same about each of the items at once, and answers with the answers in their order.
   template <class Result, class Item>
   static void forEach(const std::vector<Item>& items, const std::function<void(const Item&, Answer<Result>)>& ask,
                       std::function<void(std::vector<std::optional<Result>>)> done);
-
-  AccessibilityBus& bus() { return bus_; }
-  const std::string& application() const { return application_; }
 
  private:
   /// How long after its start Chrome may appear on the bus.
@@ -73,6 +80,7 @@ class ChromeAccessibility {
   void find();
   void become(const std::string& service);
   void giveUp();
+  void attribute(const Node& node, std::string name, Answer<std::string> answer);
   void call(const Node& node, const char* interface, const char* method, AccessibilityBus::Answer answer,
             const std::function<void(sd_bus_message*)>& append = {});
 
