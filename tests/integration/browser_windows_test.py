@@ -15,6 +15,7 @@ import sys
 import threading
 import time
 import unittest
+import urllib.parse
 
 from desktop_session import PATIENCE, DesktopTest
 
@@ -321,6 +322,73 @@ class BrowserWindows(DesktopTest):
         time.sleep(0.5)  # until it does
         dump.ask("close", window=hung)
         self.assertNotIn(hung, dump.wait_for_windows(4))
+
+    def test_tab_groups(self):
+        # An extension puts pages into groups, by their fragments.
+        extension = os.path.join(self.folder, "extension")
+        os.mkdir(extension)
+        with open(os.path.join(extension, "manifest.json"), "w") as manifest:
+            json.dump({"manifest_version": 3, "name": "Groups", "version": "1", "permissions": ["tabs", "tabGroups"],
+                       "background": {"service_worker": "groups.js"}}, manifest)
+        with open(os.path.join(extension, "groups.js"), "w") as script:
+            script.write("""chrome.tabs.onUpdated.addListener(async (id, change, tab) => {
+                const place = (tab.url || "").indexOf("#group=");
+                if (place < 0 || change.status !== "complete" || tab.groupId !== -1) return;
+                const group = await chrome.tabs.group({tabIds: [id]});
+                await chrome.tabGroups.update(group, {title: decodeURIComponent(tab.url.slice(place + 7))});
+            });""")
+        dump = Dump(self)
+        dump.ask("watch", on=True)
+        self.start_browser(f"--load-extension={extension}", "--disable-features=DisableLoadExtensionCommandLineSwitch",
+                           self.page("home"))
+        dump.wait_for(lambda: dump.sight["isTrusted"], "trust")
+        first = dump.wait_for_windows(1)[0]
+        names = ["Research", "Research 2", "Research - Opened", "Opened", 'A "q" <b> & c', "☕ Café", "研究", "x" * 60]
+        self.assertEqual(dump.ask("groups", window=first), {})
+
+        def groups(window):
+            return dump.ask("groups", window=window)
+
+        def group(**changes):
+            return {"isSaved": True, "isOpen": True, "isHere": False, "isAlone": False} | changes
+
+        for number, name in enumerate(names):
+            self.launch("Default", f"{self.page('grouped')}?{number}#group={urllib.parse.quote(name)}")
+            self.wait_until(lambda: name in (groups(first) or {}), f"the group {name}")
+        self.assertEqual(groups(first), {name: group(isHere=True) for name in names})
+        self.launch("Default", NEW_WINDOW, self.page("second"))
+        second = next(window for window in dump.wait_for_windows(2) if window != first)
+        self.wait_until(lambda: groups(second) == {name: group() for name in names}, "the groups of the other window")
+        self.launch("Profile 1", NEW_WINDOW, self.page("third"))
+        third = next(window for window in dump.wait_for_windows(3) if window not in (first, second))
+        self.assertEqual(groups(third), {})
+
+        # Closed and opened again, each by exactly its name, and told of.
+        for name in names:
+            before = dump.group_changes
+            self.assertTrue(dump.ask("closeGroup", window=first, name=name), name)
+            self.wait_until(lambda: (groups(second) or {}).get(name) == group(isOpen=False), f"{name} closed")
+            dump.wait_for(lambda: dump.group_changes > before, f"word of {name}")
+            self.assertEqual([each for each, state in groups(first).items() if not state["isOpen"]], [name])
+            self.assertFalse(dump.ask("closeGroup", window=first, name=name), name)
+            self.assertTrue(dump.ask("openGroup", window=first, name=name), name)
+            self.wait_until(lambda: (groups(first) or {}).get(name) == group(isHere=True), f"{name} open again")
+        for name in ("Research - ", "Res", "", "Closed"):
+            self.assertFalse(dump.ask("openGroup", window=first, name=name), name)
+        self.assertFalse(dump.ask("openGroup", window=third, name="Research"))
+
+        self.assertTrue(dump.ask("moveGroup", window=first, name="Research"))
+        own = next(window for window in dump.wait_for_windows(4) if window not in (first, second, third))
+        self.wait_until(lambda: (groups(own) or {}).get("Research") == group(isHere=True, isAlone=True), "a window of its own")
+        self.assertEqual(groups(first)["Research"], group())
+        self.assertEqual(identity(dump.ask("read", window=second)), "Work")
+        self.check_pairs(dump)
+
+    def check_pairs(self, dump):
+        """In windows that show groups the name is not just longer than the title; each is still told by its own."""
+        for window in dump.windows:
+            reading = dump.ask("read", window=window["id"])
+            self.assertEqual(reading["title"].split(" - ")[0], reading["name"].split(" - ")[0])
 
 
 if __name__ == "__main__":
