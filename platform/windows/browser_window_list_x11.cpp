@@ -52,7 +52,8 @@ void BrowserWindowListX11::loseConnection() {
 void BrowserWindowListX11::setProcess(std::optional<pid_t> process) {
   process_ = process;
   entries_.clear();
-  isListStale_ = true;
+  order_.clear();
+  isListStale_ = hasChanged_ = true;
   serve();
 }
 
@@ -72,16 +73,15 @@ bool BrowserWindowListX11::contains(BrowserWindows::Window window) const {
 /// Answers bring events with them, of which the descriptor then tells no more: it goes on until there are none.
 void BrowserWindowListX11::serve() {
   if (!connection_) return;
-  const auto before = std::tuple(order_, entries_, isComplete_, activeWindow_);
   do {
     while (const auto event = connection_->nextEvent()) onEvent(*event);
     if (std::exchange(isListStale_, false)) readList();
     readStates();
-    if (std::exchange(isActiveWindowStale_, false)) activeWindow_ = connection_->activeWindow();
+    if (std::exchange(isActiveWindowStale_, false)) change(activeWindow_, connection_->activeWindow());
     if (connection_->isLost()) return loseConnection();
     while (const auto event = connection_->nextEvent()) onEvent(*event);
   } while (isListStale_ || isActiveWindowStale_ || !staleStates_.empty());
-  if (before != std::tie(order_, entries_, isComplete_, activeWindow_) && changed_) changed_();
+  if (std::exchange(hasChanged_, false) && changed_) changed_();
 }
 
 void BrowserWindowListX11::onEvent(const xcb_generic_event_t& event) {
@@ -113,8 +113,9 @@ void BrowserWindowListX11::readList() {
   }
   auto list = connection_->clientWindows(Atom::clientListStacking);
   if (!list) list = connection_->clientWindows(Atom::clientList);
-  isComplete_ = list.has_value();
-  order_ = list.value_or(std::vector<xcb_window_t>());
+  change(isComplete_, list.has_value());
+  if (list && *list == order_ && entries_.size() == order_.size()) return;
+  change(order_, list.value_or(std::vector<xcb_window_t>()));
   const std::set<xcb_window_t> listed(order_.begin(), order_.end());
   std::erase_if(entries_, [&](const auto& entry) { return !listed.contains(entry.first); });
   std::vector<xcb_window_t> fresh;
@@ -144,6 +145,7 @@ void BrowserWindowListX11::adopt(const std::vector<xcb_window_t>& windows) {
     if (!entry.isBrowsers) continue;
     entry.window.id = window;
     entry.window.isAppWindow = role.text() == "pop-up";
+    hasChanged_ = true;
     // What follows is read afterwards, so that no change goes unseen.
     connection_->watch(window, XCB_EVENT_MASK_PROPERTY_CHANGE);
     staleStates_.insert(window);
@@ -167,8 +169,8 @@ void BrowserWindowListX11::readStates() {
     const x11::Property startupID = connection_->answer(question.startupID);
     BrowserWindow& window = entries_.at(question.window).window;
     const auto all = states.values().value_or(std::span<const std::uint32_t>());
-    window.isMinimized = std::ranges::count(all, connection_->atom(Atom::hiddenState)) > 0;
-    window.launchMark = startupID.text().value_or("");
+    change(window.isMinimized, std::ranges::count(all, connection_->atom(Atom::hiddenState)) > 0);
+    change(window.launchMark, std::string(startupID.text().value_or("")));
   }
 }
 

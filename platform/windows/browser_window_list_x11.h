@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/loop/event_loop_linux.h"
@@ -54,8 +55,15 @@ class BrowserWindowListX11 {
   struct Entry {
     bool isBrowsers = false;
     BrowserWindow window;
-    bool operator==(const Entry&) const = default;
   };
+
+  /// Notes whether the new value is another one.
+  template <class Value>
+  void change(Value& value, Value now) {
+    if (value == now) return;
+    value = std::move(now);
+    hasChanged_ = true;
+  }
 
   void connect();
   void loseConnection();
@@ -74,6 +82,7 @@ class BrowserWindowListX11 {
   bool isComplete_ = false;
   xcb_window_t activeWindow_ = XCB_WINDOW_NONE;
   xcb_window_t windowManager_ = XCB_WINDOW_NONE;
+  bool hasChanged_ = false;  // and nobody has been told yet
   // What events have made out of date.
   bool isListStale_ = false;
   bool isActiveWindowStale_ = false;

@@ -11,14 +11,14 @@ constexpr const char* registry = "org.a11y.atspi.Registry";
 constexpr const char* accessible = "org.a11y.atspi.Accessible";
 constexpr const char* properties = "org.freedesktop.DBus.Properties";
 
-/// A list of nodes, each with the name of its application on the bus.
-std::optional<std::vector<std::pair<std::string, std::string>>> nodesIn(sd_bus_message* message) {
-  std::vector<std::pair<std::string, std::string>> result;
-  if (message == nullptr || ::sd_bus_message_enter_container(message, 'a', "(so)") < 0) return std::nullopt;
+/// Visits a list of nodes, each with the name of its application on the bus. False when there is none.
+template <class Visit>
+bool forEachNode(sd_bus_message* message, Visit visit) {
+  if (message == nullptr || ::sd_bus_message_enter_container(message, 'a', "(so)") < 0) return false;
   const char* service = nullptr;
   const char* path = nullptr;
-  while (::sd_bus_message_read(message, "(so)", &service, &path) > 0) result.emplace_back(service, path);
-  return result;
+  while (::sd_bus_message_read(message, "(so)", &service, &path) > 0) visit(service, path);
+  return true;
 }
 
 std::optional<std::string> attributeIn(sd_bus_message* message, std::string_view name) {
@@ -78,9 +78,7 @@ void ChromeAccessibility::giveUp() {
 void ChromeAccessibility::find() {
   bus_.call(registry, root(), accessible, "GetChildren", lifetime_.guard([this](sd_bus_message* message) {
     std::set<std::string> services;
-    for (auto& [service, path] : nodesIn(message).value_or(std::vector<std::pair<std::string, std::string>>())) {
-      services.insert(std::move(service));
-    }
+    (void)forEachNode(message, [&](const char* service, const char*) { services.insert(service); });
     for (const std::string& service : services) {
       bus_.call(
           "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetConnectionUnixProcessID",
@@ -113,11 +111,9 @@ void ChromeAccessibility::call(const Node& node, const char* interface, const ch
 
 void ChromeAccessibility::children(const Node& node, Answer<std::vector<Node>> answer) {
   call(node, accessible, "GetChildren", [answer = std::move(answer)](sd_bus_message* message) {
-    auto nodes = nodesIn(message);
-    if (!nodes) return answer(std::nullopt);
     std::vector<Node> result;
-    for (auto& [service, path] : *nodes) result.push_back(std::move(path));
-    answer(std::move(result));
+    const bool isList = forEachNode(message, [&](const char*, const char* path) { result.emplace_back(path); });
+    answer(isList ? std::optional(std::move(result)) : std::nullopt);
   });
 }
 

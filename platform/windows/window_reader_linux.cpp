@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
 #include <utility>
 
 namespace corvana {
@@ -12,6 +13,7 @@ WindowReader::WindowReader(EventLoop& loop, BrowserWindowListX11& list, ChromeAc
 void WindowReader::forget() {
   pairs_.clear();
   isWindow_.clear();
+  settledNodes_.clear();
 }
 
 void WindowReader::frame(Window window, ChromeAccessibility::Answer<Node> answer,
@@ -44,7 +46,8 @@ void WindowReader::look() {
   round_->windows = unpairedWindows();
   round_->looks = list_.looks(round_->windows);
   chrome_.children(ChromeAccessibility::root(), lifetime_.guard([this](std::optional<std::vector<Node>> nodes) {
-    if (!nodes) return endRound();
+    // Most often Chrome does not show the new window yet.
+    if (!nodes || *nodes == settledNodes_) return endRound();
     round_->nodes = std::move(*nodes);
     classify(round_->nodes);
   }));
@@ -52,7 +55,7 @@ void WindowReader::look() {
 
 /// Of the nodes that are new, finds those that are windows.
 void WindowReader::classify(const std::vector<Node>& nodes) {
-  const std::set<Node> there(nodes.begin(), nodes.end());
+  const std::set<std::string_view> there(nodes.begin(), nodes.end());
   std::erase_if(isWindow_, [&](const auto& known) { return !there.contains(known.first); });
   std::erase_if(pairs_, [&](const auto& pair) { return !isWindow_.contains(pair.second); });
   std::vector<Node> fresh;
@@ -68,7 +71,7 @@ void WindowReader::classify(const std::vector<Node>& nodes) {
 }
 
 void WindowReader::readFrames() {
-  std::set<Node> paired;
+  std::set<std::string_view> paired;
   for (const auto& [window, frame] : pairs_) paired.insert(frame);
   for (const Node& node : round_->nodes) {
     const auto known = isWindow_.find(node);
@@ -116,6 +119,7 @@ void WindowReader::takePairs(const std::vector<Node>& nodes) {
   for (std::size_t i = 0; i < pairs.size(); ++i) {
     if (pairs[i]) pairs_[round_->windows[*pairs[i]]] = round_->frames[i];
   }
+  if (std::ranges::all_of(pairs, [](const auto& pair) { return pair.has_value(); })) settledNodes_ = nodes;
 }
 
 void WindowReader::endRound() {

@@ -78,6 +78,8 @@ class WindowReader {
   std::map<Window, Node> pairs_;
   /// The application's nodes, and whether they are windows.
   std::map<Node, bool> isWindow_;
+  /// The nodes, when every window among them had been paired: then the same nodes are nothing new.
+  std::vector<Node> settledNodes_;
   std::list<Request> requests_;
   std::optional<Round> round_;
   std::chrono::milliseconds pause_ = firstPause;
