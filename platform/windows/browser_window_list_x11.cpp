@@ -34,7 +34,7 @@ void BrowserWindowListX11::connect() {
     return;
   }
   retry_ = {};
-  isListStale_ = isActiveWindowStale_ = true;
+  isWindowManagerStale_ = isListStale_ = isActiveWindowStale_ = true;
   serve();
 }
 
@@ -75,6 +75,7 @@ void BrowserWindowListX11::serve() {
   if (!connection_) return;
   do {
     while (const auto event = connection_->nextEvent()) onEvent(*event);
+    if (std::exchange(isWindowManagerStale_, false)) findWindowManager();
     if (std::exchange(isListStale_, false)) readList();
     readStates();
     if (std::exchange(isActiveWindowStale_, false)) change(activeWindow_, connection_->activeWindow());
@@ -90,7 +91,8 @@ void BrowserWindowListX11::onEvent(const xcb_generic_event_t& event) {
       const auto& change = reinterpret_cast<const xcb_property_notify_event_t&>(event);
       const auto is = [&](Atom atom) { return change.atom == connection_->atom(atom); };
       if (change.window == connection_->root()) {
-        isListStale_ = isListStale_ || is(Atom::clientList) || is(Atom::clientListStacking) || is(Atom::windowManager);
+        isWindowManagerStale_ = isWindowManagerStale_ || is(Atom::windowManager);
+        isListStale_ = isListStale_ || isWindowManagerStale_ || is(Atom::clientList) || is(Atom::clientListStacking);
         isActiveWindowStale_ = isActiveWindowStale_ || is(Atom::activeWindow);
       } else if (is(Atom::state) || is(Atom::startupID)) {
         staleStates_.insert(change.window);
@@ -98,21 +100,27 @@ void BrowserWindowListX11::onEvent(const xcb_generic_event_t& event) {
       break;
     }
     case XCB_DESTROY_NOTIFY:
-      // Without a window manager its last list stays, and is wrong.
-      if (reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window == windowManager_) isListStale_ = true;
+      if (reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window == windowManager_) {
+        isWindowManagerStale_ = isListStale_ = true;
+      }
       break;
     default:  // among them errors, about windows that are gone
       break;
   }
 }
 
+/// Its end is watched: without a window manager its last list stays, and is wrong.
+void BrowserWindowListX11::findWindowManager() {
+  windowManager_ = connection_->windowManager();
+  if (windowManager_ == XCB_WINDOW_NONE) return;
+  connection_->watch(windowManager_, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+  // Gone before it was watched?
+  windowManager_ = connection_->windowManager();
+}
+
 void BrowserWindowListX11::readList() {
-  const xcb_window_t windowManager = connection_->windowManager();
-  if (std::exchange(windowManager_, windowManager) != windowManager && windowManager != XCB_WINDOW_NONE) {
-    connection_->watch(windowManager, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
-  }
-  auto list = connection_->clientWindows(Atom::clientListStacking);
-  if (!list) list = connection_->clientWindows(Atom::clientList);
+  auto list = windowManager_ == XCB_WINDOW_NONE ? std::nullopt : connection_->clientWindows(Atom::clientListStacking);
+  if (!list && windowManager_ != XCB_WINDOW_NONE) list = connection_->clientWindows(Atom::clientList);
   change(isComplete_, list.has_value());
   if (list && *list == order_ && entries_.size() == order_.size()) return;
   change(order_, list.value_or(std::vector<xcb_window_t>()));

@@ -69,6 +69,7 @@ class BrowserWindowListX11 {
   void loseConnection();
   void serve();
   void onEvent(const xcb_generic_event_t& event);
+  void findWindowManager();
   void readList();
   void adopt(const std::vector<xcb_window_t>& windows);
   void readStates();
@@ -84,6 +85,7 @@ class BrowserWindowListX11 {
   xcb_window_t windowManager_ = XCB_WINDOW_NONE;
   bool hasChanged_ = false;  // and nobody has been told yet
   // What events have made out of date.
+  bool isWindowManagerStale_ = false;
   bool isListStale_ = false;
   bool isActiveWindowStale_ = false;
   std::set<xcb_window_t> staleStates_;

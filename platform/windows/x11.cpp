@@ -157,7 +157,6 @@ xcb_window_t Connection::windowManager() const {
 }
 
 std::optional<std::vector<xcb_window_t>> Connection::clientWindows(Atom list) const {
-  if (windowManager() == XCB_WINDOW_NONE) return std::nullopt;
   const Property property = this->property(root_, list, mostWindows);
   const auto windows = property.values();
   if (!windows) return std::nullopt;
@@ -165,6 +164,7 @@ std::optional<std::vector<xcb_window_t>> Connection::clientWindows(Atom list) co
 }
 
 std::optional<std::vector<Client>> Connection::clients(Atom list) const {
+  if (windowManager() == XCB_WINDOW_NONE) return std::nullopt;
   const auto windows = clientWindows(list);
   if (!windows) return std::nullopt;
   std::vector<Questions> questions;

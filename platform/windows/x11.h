@@ -107,9 +107,10 @@ class Connection {
   /// The window by which a window manager shows that it runs; what an earlier one has left behind does not count.
   xcb_window_t windowManager() const;
 
-  /// The windows of that list, in its order; nothing when there is no window manager that keeps one.
+  /// The windows of that list, in its order, also when the window manager that kept it is gone.
   std::optional<std::vector<xcb_window_t>> clientWindows(Atom list) const;
-  /// The same with what they are.
+
+  /// The same with what they are; nothing when there is no window manager that keeps the list.
   std::optional<std::vector<Client>> clients(Atom list) const;
 
   /// Whether it is a browser's own, by its role: the task manager has none and the file chooser another.

@@ -294,6 +294,14 @@ class BrowserWindows(DesktopTest):
         dump.wait_for(lambda: not any(each["minimized"] for each in dump.windows), "restored")
         other.kill()
 
+        # Another window manager takes over; without one nothing is seen.
+        manager = self.start("openbox", "--replace")
+        dump.wait_for(lambda: dump.sight["seesWindows"] and len(dump.windows) == 4, "windows under another manager")
+        manager.kill()
+        dump.wait_for(lambda: not dump.sight["seesWindows"] and dump.windows == [], "no list")
+        self.start("openbox")
+        dump.wait_for(lambda: dump.sight["seesWindows"] and len(dump.windows) == 4, "windows again")
+
         dump.ask("close", window=two)
         self.assertNotIn(two, dump.wait_for_windows(3))
         self.assertFalse(dump.ask("raise", windows=[one, two]))
