@@ -295,12 +295,20 @@ class BrowserWindows(DesktopTest):
         other.kill()
 
         # Another window manager takes over; without one nothing is seen.
+        def check_window():
+            return self.run_tool("xprop", "-root", "_NET_SUPPORTING_WM_CHECK")
+
+        before = check_window()
         manager = self.start("openbox", "--replace")
+        self.wait_until(lambda: check_window() != before, "another window manager")
         dump.wait_for(lambda: dump.sight["seesWindows"] and len(dump.windows) == 4, "windows under another manager")
         manager.kill()
         dump.wait_for(lambda: not dump.sight["seesWindows"] and dump.windows == [], "no list")
         self.start("openbox")
-        dump.wait_for(lambda: dump.sight["seesWindows"] and len(dump.windows) == 4, "windows again")
+        dump.wait_for(lambda: dump.sight["seesWindows"], "a list again")
+        # A window manager takes windows over one by one, and first of all has the list of the one before.
+        self.wait_until(lambda: dump.ask("raise", windows=[four]) and dump.ask("raise", windows=[one]), "a window in front")
+        dump.wait_for_windows(4)
 
         dump.ask("close", window=two)
         self.assertNotIn(two, dump.wait_for_windows(3))
