@@ -347,12 +347,15 @@ class BrowserWindows(DesktopTest):
             json.dump({"manifest_version": 3, "name": "Groups", "version": "1", "permissions": ["tabs", "tabGroups"],
                        "background": {"service_worker": "groups.js"}}, manifest)
         with open(os.path.join(extension, "groups.js"), "w") as script:
-            script.write("""chrome.tabs.onUpdated.addListener(async (id, change, tab) => {
+            # It may be loaded only after the first page.
+            script.write("""async function regroup(tab) {
                 const place = (tab.url || "").indexOf("#group=");
-                if (place < 0 || change.status !== "complete" || tab.groupId !== -1) return;
-                const group = await chrome.tabs.group({tabIds: [id]});
+                if (place < 0 || tab.status !== "complete" || tab.groupId !== -1) return;
+                const group = await chrome.tabs.group({tabIds: [tab.id]});
                 await chrome.tabGroups.update(group, {title: decodeURIComponent(tab.url.slice(place + 7))});
-            });""")
+            }
+            chrome.tabs.onUpdated.addListener((id, change, tab) => change.status && regroup(tab));
+            chrome.tabs.query({}).then((tabs) => tabs.forEach(regroup));""")
         dump = Dump(self)
         dump.ask("watch", on=True)
         self.start_browser(f"--load-extension={extension}", "--disable-features=DisableLoadExtensionCommandLineSwitch",
