@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include "core/identity/corvana.h"
 #include "core/identity/json_coding.h"
 #include "core/ipc/framing.h"
 #include "core/ipc/messages.h"
@@ -40,6 +41,21 @@ std::string IPCClient::request(const std::string& op, const std::vector<std::str
     message[key] = parsed.is_discarded() ? nlohmann::ordered_json(value) : std::move(parsed);
   }
   return message.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+std::optional<Response> IPCClient::ask(const Request& request) {
+  std::optional<Response> answer;
+  const auto take = [&](std::string_view frame) {
+    auto message = InboundMessage::decode(frame);
+    auto* response = message ? std::get_if<Response>(&message->content) : nullptr;
+    if (response != nullptr && response->id == request.id) answer = std::move(*response);
+  };
+  try {
+    (void)exchange(Corvana::socketPath(), encodeMessage(request).value(), askLimit, false, take);
+  } catch (const SocketError&) {
+    // Nobody listens.
+  }
+  return answer;
 }
 
 IPCClient::Outcome IPCClient::exchange(const std::string& socketPath, const std::string& request,

@@ -2,9 +2,12 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "core/ipc/messages.h"
 
 namespace corvana {
 
@@ -17,6 +20,10 @@ struct IPCClient {
   /// other as text. Beyond that nothing is checked against what a helper understands. Throws std::invalid_argument for
   /// a field without a key.
   static std::string request(const std::string& op, const std::vector<std::string>& fields);
+
+  /// The helper's answer; nothing when none answers within `askLimit`.
+  static std::optional<Response> ask(const Request& request);
+  static constexpr std::chrono::seconds askLimit{5};
 
   enum class Outcome { answered, refused, timedOut, closed };
 

@@ -12,6 +12,7 @@
 #include "platform/application/application_linux.h"
 #include "platform/desktop/application_handlers_gio.h"
 #include "platform/desktop/application_registration_linux.h"
+#include "platform/desktop/login_items_linux.h"
 #include "platform/desktop/workspace_linux.h"
 #include "platform/log/system_log_linux.h"
 #include "platform/loop/event_loop_linux.h"
@@ -44,6 +45,7 @@ int main(int argumentCount, char** arguments) try {
   WorkspaceLinux workspace(loop, context);
   ApplicationHandlersGIO handlers(loop);
   ApplicationRegistrationLinux registration;
+  LoginItemsLinux loginItems(Corvana::installedHelperURL());
   const auto handToHelper = [&](const std::vector<std::string>& urls, const std::string& source) {
     const SessionBus bus(loop);
     return ApplicationLinux::handOverTo(bus, context, Corvana::helperBundleID,
@@ -52,6 +54,7 @@ int main(int argumentCount, char** arguments) try {
   const commands::System system{.workspace = workspace,
                                 .handlers = handlers,
                                 .registration = registration,
+                                .loginItems = loginItems,
                                 .clock = loop,
                                 .mainQueue = loop,
                                 .runUntil = [&loop](const std::function<bool()>& holds) { loop.runUntil(holds); },
@@ -64,6 +67,8 @@ int main(int argumentCount, char** arguments) try {
   commands::addBrowsers(app, system);
   commands::addDefaultBrowser(app, system);
   commands::addOpen(app, system);
+  commands::addDoctor(app, system);
+  commands::addHelper(app, system);
   commands::addRoute(app, system);
   commands::addRules(app);
   commands::addHistory(app);

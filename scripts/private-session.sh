@@ -43,11 +43,13 @@ write_desktop_entries() {
 Type=Application
 Name=Chromium of the private session
 Exec=$(command -v chromium) ${options[*]} %U
+MimeType=text/html;x-scheme-handler/http;x-scheme-handler/https;
 ENTRY
     # Google Chrome, where it is installed, stays out of it.
     for id in google-chrome google-chrome-stable com.google.Chrome; do
         printf '[Desktop Entry]\nType=Application\nName=Hidden\nHidden=true\n' >"$applications/$id.desktop"
     done
+    update-desktop-database "$applications"
 }
 
 # Two profiles with names, as Chromium keeps them.

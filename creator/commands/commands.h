@@ -6,6 +6,7 @@
 
 #include "platform/desktop/application_handlers.h"
 #include "platform/desktop/application_registration.h"
+#include "platform/desktop/login_items.h"
 #include "platform/desktop/workspace.h"
 #include "platform/loop/scheduler.h"
 
@@ -22,6 +23,7 @@ struct System {
   Workspace& workspace;
   ApplicationHandlers& handlers;
   ApplicationRegistration& registration;
+  LoginItems& loginItems;
   const Clock& clock;
   Scheduler& mainQueue;
   /// Serves the main queue until the condition holds.
@@ -37,6 +39,8 @@ void addProfiles(CLI::App& app);
 void addBrowsers(CLI::App& app, const System& system);
 void addDefaultBrowser(CLI::App& app, const System& system);
 void addOpen(CLI::App& app, const System& system);
+void addDoctor(CLI::App& app, const System& system);
+void addHelper(CLI::App& app, const System& system);
 void addRoute(CLI::App& app, const System& system);
 void addRules(CLI::App& app);
 void addHistory(CLI::App& app);

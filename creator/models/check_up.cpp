@@ -50,7 +50,7 @@ CheckUpLine helperLine(const CheckUpFacts& facts) {
   const std::string start = "Start it with \"corvana helper start\".";
   if (facts.isHelperSwitchedOff) {
     return {"helper", State::warning, "The helper looks after no windows, as the settings say",
-            "Switch it on with \"corvana settings --use-helper on\"."};
+            "Switch it on with \"corvana settings disablesHelper=false\"."};
   }
   if (!facts.helperVersion) {
     return {"helper", State::problem, "The helper is not installed",

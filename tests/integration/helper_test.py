@@ -167,5 +167,83 @@ class HelperStories(ChromiumSession):
         self.assertEqual([app.poll() for app in apps], [None] * len(names))
 
 
+class Links(ChromiumSession):
+    """Links of the desktop's own programs, with the helper as the default browser."""
+
+    def setUp(self):
+        super().setUp()
+        self.apps = {name: self.make_app(name, name) for name in ("Work", "Home")}
+        self.corvana("helper", "start")
+        self.addCleanup(subprocess.run, [sys.argv[2], "helper", "stop"], env=self.environment, capture_output=True)
+        self.assertIn("is the default browser", self.corvana("default-browser", "on").decode())
+        self.identifiers = {app["name"]: app["bundleID"] for app in json.loads(self.corvana("apps", "--json"))}
+
+    def write_rules(self, **pages):
+        """Sends the pages that begin so to the app of that name."""
+        rules = [{"name": app, "target": {"kind": "proxyApp", "bundleID": self.identifiers[app]},
+                  "conditions": [{"kind": "addresses", "values": [f"127.0.0.1/{page}*"]}]}
+                 for app, page in pages.items()]
+        folder = os.path.join(self.environment["HOME"], "Library", "Application Support", "Corvana")
+        with open(os.path.join(folder, "rules.json.new"), "w") as file:
+            json.dump({"rules": rules}, file)
+        os.rename(file.name, os.path.join(folder, "rules.json"))
+
+    def open_all(self, links, *program):
+        calls = [subprocess.Popen([*program, self.origin + link], env=self.environment) for link in links]
+        for call in calls:
+            self.assertEqual(call.wait(timeout=PATIENCE), 0)
+
+    def expect_all(self, links):
+        """Each of them comes once, as it was."""
+        seen = []
+        while len(seen) < len(links):
+            target = self.server.targets.get(timeout=PATIENCE)
+            if target != "/favicon.ico":
+                seen.append(target)
+        self.assertEqual(sorted(seen), sorted(links))
+
+    def history(self):
+        """Where the links went, newest first, once the helper has written that down."""
+        return [(link.get("targetName"), link.get("ruleName")) for link in
+                json.loads(self.corvana("history", "--json"))]
+
+    def profiles_of_windows(self):
+        return {folder: json.loads(self.corvana("ipc", "status", f"profileDirectory=\"{folder}\""))["windowCount"]
+                for folder in ("Default", "Profile 1")}
+
+    def test_links_go_where_the_rules_say(self):
+        self.write_rules(Work="work", Home="home")
+        self.open_all(["/home-1?a=%25b%c3%a9&%f=$HOME"], "gio", "open")
+        self.expect_all(["/home-1?a=%25b%c3%a9&%f=$HOME"])
+        self.wait_until(lambda: self.profiles_of_windows() == {"Default": 0, "Profile 1": 1}, "a window of Home")
+        self.open_all(["/work-1"], "xdg-open")
+        self.expect_all(["/work-1"])
+        self.wait_until(lambda: self.profiles_of_windows() == {"Default": 1, "Profile 1": 1}, "a window of Work")
+        self.open_all(["/else"], "gio", "open")
+        self.expect_all(["/else"])
+        self.wait_until(lambda: len(self.history()) == 3, "the history")
+        self.assertEqual([entry[1] for entry in self.history()], [None, "Work", "Home"])
+
+        # The rules change, the helper is not there, and an app has gone.
+        self.write_rules(Home="work")
+        self.open_all(["/work-2"], "gio", "open")
+        self.expect_all(["/work-2"])
+        self.wait_until(lambda: self.history()[0] == ("Home", "Home"), "the new rules")
+        self.corvana("helper", "stop")
+        self.open_all(["/work-3"], "gio", "open")
+        self.expect_all(["/work-3"])
+        subprocess.run(["rm", "-r", self.apps["Home"].removesuffix("/Contents/MacOS/CorvanaStub")], check=True)
+        self.open_all(["/work-4"], "gio", "open")
+        self.expect_all(["/work-4"])
+
+    def test_many_links_at_once(self):
+        self.write_rules(Work="work", Home="home")
+        links = [f"/{('work', 'home', 'else')[i % 3]}-{i}-%25e;(a)*&%f={i}" for i in range(200)]
+        self.open_all(links, "gio", "open")
+        self.expect_all(links)
+        self.assertTrue(is_running(self.browser()))
+        self.wait_until(lambda: len(self.history()) == 200, "the history")
+
+
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1], verbosity=2)
