@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
@@ -193,10 +194,8 @@ class StubAppDelegate final : public ApplicationDelegate {
   std::map<std::uint64_t, GroupDelivery> groupDeliveries_;
   std::uint64_t nextGroupDelivery_ = 0;
 
-  Timer quitTimer_;
-  /// Tells the question whether to quit from earlier ones.
-  std::uint64_t quitQuestion_ = 0;
-  bool isAlertOpen_ = false;
+  /// One for each question whether to quit that is younger than `quitLimit`, oldest first.
+  std::deque<Timer> quitTimers_;
   Lifetime lifetime_;
 };
 

@@ -1,4 +1,6 @@
 // What happens when the app is asked to quit.
+#include <utility>
+
 #include "core/identity/log.h"
 #include "stub/stub_app_delegate.h"
 
@@ -8,11 +10,12 @@ StubAppDelegate::TerminateReply StubAppDelegate::applicationShouldTerminate() {
   // Chrome is left alone unless the user wants its windows closed with the app, and there are such and a helper to
   // close them.
   if (!config_.closeOnQuit || isSelfQuitting_ || !isConnected()) return TerminateReply::terminateNow;
-  ++quitQuestion_;
-  quitTimer_ = system_.mainQueue.after(quitLimit, [this] {
-    // Whatever became of the request, the app does not hang. An alert that is still open says that it did not quit.
-    system_.application.replyToApplicationShouldTerminate(!isAlertOpen_);
-  });
+  // Whatever became of the request, and of this question, the app does not hang. Equal limits end in their order.
+  quitTimers_.push_back(system_.mainQueue.after(quitLimit, [this] {
+    const Timer ended = std::move(quitTimers_.front());
+    quitTimers_.pop_front();
+    system_.application.replyToApplicationShouldTerminate(true);
+  }));
   system_.link.request(
       Request::Op::closeWindows, closeWindowsAnswerLimit,
       [](Request& request) { request.timeout = std::chrono::duration<double>(closeWindowsTimeout).count(); },
@@ -30,17 +33,11 @@ void StubAppDelegate::didCloseWindows(const Response& response) {
 }
 
 void StubAppDelegate::showBlockedAlert() {
-  // One that an earlier question has left open says it already.
-  if (isAlertOpen_) return system_.application.replyToApplicationShouldTerminate(false);
-  isAlertOpen_ = true;
   system_.alerts.runModal(
       {.messageText = "Chrome is asking you to confirm before leaving a page.",
        .informativeText = displayName_ + " did not quit, so you don't lose anything. Answer Chrome's prompt, then "
                                          "quit again."},
-      lifetime_.guard([this, question = quitQuestion_] {
-        isAlertOpen_ = false;
-        if (question == quitQuestion_) system_.application.replyToApplicationShouldTerminate(false);
-      }));
+      lifetime_.guard([this] { system_.application.replyToApplicationShouldTerminate(false); }));
 }
 
 void StubAppDelegate::applicationWillTerminate() {

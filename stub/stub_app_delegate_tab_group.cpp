@@ -93,9 +93,7 @@ void StubAppDelegate::didRetryGroup(const Response& response) {
   if (response.action == Action::groupNotFound) {
     stopGroupRetry();
     warnGroupMissing();
-    // A window is open already, so that nothing is launched for no links.
-    if (const URLs urls = std::exchange(pendingGroupURLs_, {}); !urls.empty()) launch(urls);
-    return;
+    return launch(std::exchange(pendingGroupURLs_, {}));
   }
   if (isGroupRetryOver()) fallbackPendingGroupURLs();
 }

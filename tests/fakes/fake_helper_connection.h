@@ -1,5 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <functional>
 #include <map>
 #include <utility>
 #include <vector>
@@ -20,12 +23,18 @@ class FakeHelperConnection final : public HelperConnection {
   /// What was sent, oldest first: the hello, requests and posts.
   std::vector<Request> sent;
   bool isShutDown = false;
+  /// Called with what is posted, before the caller goes on.
+  std::function<void(const Request&)> onPost;
 
   /// The requests that wait for their responses, oldest first.
   std::size_t waitingCount() const { return waiting_.size(); }
 
-  /// The helper answers the oldest one.
+  /// The helper answers the oldest one. It is the test's failure when none waits.
   void answer(const Response& response) {
+    if (waiting_.empty()) {
+      ADD_FAILURE() << "no request waits for an answer";
+      return;
+    }
     auto oldest = waiting_.extract(waiting_.begin());
     oldest.mapped().completion(response);
   }
@@ -60,7 +69,9 @@ class FakeHelperConnection final : public HelperConnection {
   }
   void post(Request::Op op, const Configure& configure) override {
     Request request = configured(op, configure);
-    if (state_ == State::connected) sent.push_back(std::move(request));
+    if (state_ != State::connected) return;
+    if (onPost) onPost(request);
+    sent.push_back(std::move(request));
   }
   void shutdown() override {
     isShutDown = true;

@@ -384,7 +384,27 @@ TEST_F(StubAppDelegateTest, WhatEndsTheTriesForTheGroup) {
       {"no helper: it goes on", [&] { link.drop(), wait(19s), link.establish(); }, {}},
       {"no helper at all", [&] { link.drop(), wait(20s); }, {"https://a/"}},
       {"late answer", [&] { wait(19s), wait(1s), launched(), link.answer(Action::raised), wait(1s); }, {}},
+      {"late answer that there is no group",
+       [&] { wait(19s), wait(1s), launched(), link.answer(Action::groupNotFound), wait(1s); },
+       {}},
+      {"later links are tried for, whatever was on its way",
+       [&] {
+         wait(20s), launched(), link.answer(Response{});
+         delegate->applicationOpen({"https://b/"});
+         link.answer(Action::nothingToRaise), wait(1s), link.answer(Action::raised), wait(200ms);
+       },
+       {"window", "https://b/"}},
       {"a click that raises", [&] { delegate->bringToFront(), link.answer(Action::raised), wait(1s); }, {"https://a/"}},
+      {"a click that finds no group",
+       [&] { delegate->bringToFront(), link.answer(Action::groupNotFound), wait(1s); },
+       {"https://a/"},
+       1},
+      {"a click begins no others before these have ended",
+       [&] {
+         delegate->bringToFront(), link.answer(Action::raised);
+         delegate->bringToFront(), link.answer(Action::nothingToRaise), wait(1s);
+       },
+       {"window", "https://a/"}},
       {"the machine slept", [&] { scheduler.jump(21s), wait(0s); }, {"https://a/"}},
       {"the clock was set", [&] { scheduler.setDate(scheduler.date() + 24h), wait(1s); }, {}},
   };
@@ -413,7 +433,7 @@ TEST_F(StubAppDelegateTest, AWindowWithoutItsGroupIsJoinedToIt) {
   EXPECT_THAT(sent(), ElementsAre("activate", "noteLaunch", "activate")) << "and so may another attempt";
   link.answer(Action::groupNotFound);
   scheduler.advance(30s);
-  EXPECT_THAT(launched(), ElementsAre("window")) << "no second one";
+  EXPECT_THAT(launched(), ElementsAre("window", "window")) << "what waited is launched, be it nothing";
   EXPECT_EQ(notifications.posted.size(), 1u);
 }
 
@@ -464,6 +484,30 @@ TEST_F(StubAppDelegateTest, AnAppThatEndsForLackOfWindowsOpensItsLinksFirst) {
   EXPECT_EQ(sent().back(), "noteLaunch");
   scheduler.advance(60s);
   EXPECT_THAT(launched(), IsEmpty());
+}
+
+TEST_F(StubAppDelegateTest, AnAppThatItsUserQuitsLeavesItsLinks) {
+  launchWithGroup();
+  delegate->applicationOpen({"https://a/"});
+  link.answer(Action::nothingToRaise);
+  launched();
+  application.quit();
+  EXPECT_TRUE(application.hasEnded);
+  EXPECT_THAT(launched(), IsEmpty());
+}
+
+TEST_F(StubAppDelegateTest, TheHelperKnowsOfALaunchBeforeChromeDoes) {
+  launchWithHelper();
+  int notes = 0;
+  link.onPost = [&](const Request& request) {
+    EXPECT_EQ(request.op, Request::Op::noteLaunch);
+    EXPECT_EQ(request.profileDirectory, "Profile 7");
+    EXPECT_THAT(launched(), IsEmpty());
+    ++notes;
+  };
+  delegate->openNewWindow();
+  EXPECT_THAT(launched(), ElementsAre("window"));
+  EXPECT_EQ(notes, 1);
 }
 
 TEST_F(StubAppDelegateTest, QuittingLeavesChromeAloneUnlessAskedOtherwise) {
@@ -517,24 +561,24 @@ TEST_F(StubAppDelegateTest, QuittingClosesItsWindowsFirst) {
          link.answer(blocked), wait(9s - 1ns);
          EXPECT_THAT(application.replies, IsEmpty());
          wait(1ns);
-         EXPECT_THAT(application.replies, ElementsAre(false));
+         EXPECT_THAT(application.replies, ElementsAre(true));
        },
-       false},
-      {"and stays open when the user quits again",
-       [&] {
-         link.answer(blocked), wait(9s), application.quit(), link.answer(blocked);
-         EXPECT_THAT(application.replies, ElementsAre(false, false));
-         EXPECT_EQ(alerts.shown.size(), 1u);
-         application.quit(), alerts.dismiss();
-         EXPECT_EQ(application.replies.size(), 2u) << "its end answers no other question";
-       },
-       false},
-      {"and the windows can be closed then", [&] { link.answer(blocked), wait(9s), application.quit(), wait(8s); },
        true},
       {"blocked, then quit again",
        [&] { link.answer(blocked), alerts.dismiss(), wait(1s), application.quit(), link.answer(Response{}); }, true},
-      {"no earlier question's time limits a later one",
-       [&] { link.answer(blocked), wait(4s), alerts.dismiss(), application.quit(), wait(8s - 1ns); }, false},
+      {"the limit of an earlier question, not yet",
+       [&] { link.answer(blocked), wait(4s), alerts.dismiss(), application.quit(), wait(5s - 1ns); }, false},
+      {"the limit of an earlier question answers a later one",
+       [&] { link.answer(blocked), wait(4s), alerts.dismiss(), application.quit(), wait(5s); }, true},
+      {"each question has its limit",
+       [&] {
+         link.answer(blocked), alerts.dismiss(), wait(1s), application.quit(), link.answer(blocked), alerts.dismiss();
+         wait(8s);
+         EXPECT_THAT(application.replies, ElementsAre(false, false, true));
+         wait(1s);
+         EXPECT_THAT(application.replies, ElementsAre(false, false, true, true));
+       },
+       false},
       {"quit twice",
        [&] {
          application.quit();
