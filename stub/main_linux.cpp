@@ -10,8 +10,10 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -78,6 +80,11 @@ PropertyDictionary infoDictionary(const Bundle& bundle) {
   }
 }
 
+/// What tells an app from others whose Info.plist does not: where it is, so that it still runs only once.
+std::string identifierOfPath(const Bundle& bundle) {
+  return "app.corvana.damaged-" + std::to_string(std::hash<std::string>()(bundle.path.string()));
+}
+
 /// What the app is, and its shortcuts, which no menu shows.
 Alert aboutAlert(const StubConfig& config, const std::string& name) {
   std::string text = "The app of " + config.subject() + ", made with Corvana.\n\nIn the windows that it opens:";
@@ -92,13 +99,16 @@ Alert aboutAlert(const StubConfig& config, const std::string& name) {
 int run(const Opening& opening) {
   const Bundle bundle{runningBundlePath()};
   const PropertyDictionary plist = infoDictionary(bundle);
-  const std::string identifier = Bundle::identifier(plist).value_or("");
+  const std::string identifier = Bundle::identifier(plist).value_or(identifierOfPath(bundle));
   const std::string name = Bundle::displayName(plist).value_or(std::string(StubAppDelegate::defaultDisplayName));
 
   EventLoop loop;
   LaunchContext context(identifier);
   SessionBus bus(loop);
   UserNotificationsDBus notifications(bus, context, identifier, name);
+  notifications.onFailure = [](const std::string& title, const std::string& body) {
+    Log::stub.error("could not show: ", title, ": ", body);
+  };
   AlertsLinux alerts(loop, context, notifications, name);
   std::optional<StubAppDelegate> delegate;
   const auto showAbout = [&](std::function<void()> done) {

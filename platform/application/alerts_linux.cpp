@@ -1,5 +1,8 @@
 #include "platform/application/alerts_linux.h"
 
+#include <langinfo.h>
+#include <locale.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -16,6 +19,15 @@ namespace {
 bool isKDE() {
   const char* desktop = std::getenv("XDG_CURRENT_DESKTOP");
   return desktop != nullptr && std::string_view(desktop).find("KDE") != std::string_view::npos;
+}
+
+/// Whether programs that are started from here take their arguments for UTF-8. Without a locale they are in "C".
+bool isUTF8() {
+  const locale_t locale = ::newlocale(LC_CTYPE_MASK, "", locale_t{});
+  if (locale == locale_t{}) return false;
+  const bool result = std::string_view(::nl_langinfo_l(CODESET, locale)) == "UTF-8";
+  ::freelocale(locale);
+  return result;
 }
 
 /// zenity takes a backslash for the beginning of an escape sequence.
@@ -83,10 +95,12 @@ void AlertsLinux::runModal(const Alert& alert, std::function<void()> dismissed) 
     if (hasFailed) tell();
     callback();
   };
+  std::vector<std::string> environment = context_.environment();
+  // zenity refuses arguments that its locale cannot express.
+  if (!isUTF8()) environment.emplace_back("LC_ALL=C.UTF-8");
   try {
     const ChildProcess& dialog =
-        dialogs_.try_emplace(number, loop_, words, userDirectories::home(), context_.environment(), ended)
-            .first->second;
+        dialogs_.try_emplace(number, loop_, words, userDirectories::home(), environment, ended).first->second;
     if (!dialog.isWatched()) dismissed();
   } catch (const std::system_error&) {
     notify();

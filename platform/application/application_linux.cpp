@@ -102,7 +102,13 @@ ApplicationLinux::ApplicationLinux(EventLoop& loop, SessionBus& bus, LaunchConte
                    perform(action);
                  }),
       onTerminate_(loop.onSignal(SIGTERM, [this] { quit(); })),
-      onInterrupt_(loop.onSignal(SIGINT, [this] { quit(); })) {}
+      onInterrupt_(loop.onSignal(SIGINT, [this] { quit(); })) {
+  // Whoever started us with nohup wants us to outlive the terminal.
+  struct sigaction hangUp {};
+  if (::sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) {
+    onHangUp_.emplace(loop.onSignal(SIGHUP, [this] { quit(); }));
+  }
+}
 
 ApplicationLinux::~ApplicationLinux() = default;
 

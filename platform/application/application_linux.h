@@ -94,6 +94,7 @@ class ApplicationLinux final : public Application {
   WindowShortcutsX11 shortcuts_;
   Watch onTerminate_;
   Watch onInterrupt_;
+  std::optional<Watch> onHangUp_;
   BusSlot object_;
   BusSlot disconnection_;
   ApplicationDelegate* delegate_ = nullptr;

@@ -51,6 +51,8 @@ struct UserNotificationsDBus::Callbacks {
     std::uint32_t number = 0;
     if (::sd_bus_message_is_method_error(answer, nullptr) == 0 && ::sd_bus_message_read(answer, "u", &number) > 0) {
       call.notifications.shown_.insert(number);
+    } else {
+      call.notifications.fail(call.title, call.body);
     }
     call.notifications.calls_.erase(call.number);  // with this call
     return 0;
@@ -96,8 +98,20 @@ UserNotificationsDBus::UserNotificationsDBus(SessionBus& bus, LaunchContext& con
                                              const std::string& bundleIdentifier, std::string name)
     : bus_(bus), context_(context), applicationID_(applicationID(bundleIdentifier)), name_(std::move(name)) {}
 
+UserNotificationsDBus::~UserNotificationsDBus() {
+  for (const std::uint32_t number : shown_) {
+    (void)::sd_bus_call_method_async(bus_.get(), nullptr, service, path, interface, "CloseNotification", nullptr,
+                                     nullptr, "u", number);
+  }
+  if (!shown_.empty()) (void)::sd_bus_flush(bus_.get());
+}
+
+void UserNotificationsDBus::fail(const std::string& title, const std::string& body) const {
+  if (onFailure) onFailure(title, body);
+}
+
 void UserNotificationsDBus::post(const std::string& title, const std::string& body) {
-  if (bus_.get() == nullptr) return;
+  if (bus_.get() == nullptr) return fail(title, body);
   watchClicks();
   // The service may be one that the bus starts for this.
   sd_bus_slot* slot = nullptr;
@@ -128,7 +142,7 @@ void UserNotificationsDBus::send(std::uint64_t number, const std::string& title,
                                  bool hasMarkup) {
   const auto done = calls_.extract(number);  // the slot whose callback runs, until the end of it
   sd_bus_slot* slot = nullptr;
-  auto call = std::make_unique<Callbacks::Call>(Callbacks::Call{*this, nextCall_++, {}, {}});
+  auto call = std::make_unique<Callbacks::Call>(Callbacks::Call{*this, nextCall_++, title, body});
   constexpr std::uint32_t replacesNothing = 0;
   constexpr std::int32_t serviceDecidesHowLong = -1;
   if (::sd_bus_call_method_async(bus_.get(), &slot, service, path, interface, "Notify", Callbacks::onPosted, call.get(),

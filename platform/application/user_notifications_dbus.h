@@ -19,6 +19,13 @@ class UserNotificationsDBus final : public UserNotifications {
  public:
   /// `bundleIdentifier` and `name` are the application's; what is passed must outlive this object.
   UserNotificationsDBus(SessionBus& bus, LaunchContext& context, const std::string& bundleIdentifier, std::string name);
+  UserNotificationsDBus(const UserNotificationsDBus&) = delete;
+  UserNotificationsDBus& operator=(const UserNotificationsDBus&) = delete;
+  /// Withdraws what is shown: nobody would hear a click any more.
+  ~UserNotificationsDBus();
+
+  /// Told the title and body of what could not be shown.
+  std::function<void(const std::string& title, const std::string& body)> onFailure;
 
   void setTapHandler(std::function<void()> handler) override { onTap_ = std::move(handler); }
   void post(const std::string& title, const std::string& body) override;
@@ -27,6 +34,7 @@ class UserNotificationsDBus final : public UserNotifications {
   struct Callbacks;
 
   void watchClicks();
+  void fail(const std::string& title, const std::string& body) const;
   void send(std::uint64_t number, const std::string& title, const std::string& body, bool hasMarkup);
 
   SessionBus& bus_;

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <future>
 #include <memory>
 #include <thread>
@@ -113,6 +114,31 @@ TEST(ApplicationContract, EndsWhenItsDelegateAgreesAndOnlyOnce) {
       application.replyToApplicationShouldTerminate(true);
       EXPECT_EQ(std::ranges::count(delegate.told, "will terminate"), 1);
     });
+  }
+}
+
+TEST(ApplicationSignals, ThoseThatEndAProgramAreTheWishToQuitUnlessItsStarterIgnoresThem) {
+  struct Row {
+    int signal;
+    bool isIgnored;
+  };
+  for (const Row& row : {Row{SIGTERM, false}, {SIGINT, false}, {SIGHUP, false}, {SIGHUP, true}}) {
+    const auto before = std::signal(row.signal, row.isIgnored ? SIG_IGN : SIG_DFL);
+    // Earlier applications of this process have left it blocked, and it would wait for the next one.
+    sigset_t own;
+    sigset_t mask;
+    ::sigemptyset(&own);
+    ::sigaddset(&own, row.signal);
+    ::pthread_sigmask(SIG_UNBLOCK, &own, &mask);
+    RecordingDelegate delegate;
+    withoutABus(delegate, [&](Application& application) {
+      delegate.told.clear();
+      ASSERT_EQ(::kill(::getpid(), row.signal), 0);
+      if (row.isIgnored) application.terminate();
+    });
+    EXPECT_THAT(delegate.told, ElementsAre("should terminate", "will terminate")) << row.signal;
+    ::pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+    (void)std::signal(row.signal, before);
   }
 }
 
@@ -294,7 +320,8 @@ class NotificationService {
   explicit NotificationService(EventLoop& loop, bool hasMarkup) : bus_(loop), hasMarkup_(hasMarkup) {
     static const sd_bus_vtable table[] = {
         SD_BUS_VTABLE_START(0), SD_BUS_METHOD("GetCapabilities", "", "as", capabilities, SD_BUS_VTABLE_UNPRIVILEGED),
-        SD_BUS_METHOD("Notify", "susssasa{sv}i", "u", notify, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
+        SD_BUS_METHOD("Notify", "susssasa{sv}i", "u", notify, SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_METHOD("CloseNotification", "u", "", close, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
     sd_bus_slot* slot = nullptr;
     EXPECT_GE(::sd_bus_add_object_vtable(bus_.get(), &slot, path, name, table, this), 0);
     object_.reset(slot);
@@ -307,6 +334,8 @@ class NotificationService {
 
   /// Titles and bodies as they came.
   std::vector<std::string> shown;
+  /// The numbers of those that were withdrawn.
+  std::vector<std::uint32_t> closed;
 
  private:
   static constexpr const char* name = "org.freedesktop.Notifications";
@@ -323,6 +352,13 @@ class NotificationService {
     EXPECT_GT(::sd_bus_message_read(call, "susss", &application, &replaced, &icon, &title, &body), 0);
     shown.push_back(std::string(application) + ": " + title + "|" + body);
     return ::sd_bus_reply_method_return(call, "u", static_cast<std::uint32_t>(shown.size() + 6));
+  }
+
+  static int close(sd_bus_message* call, void* self, sd_bus_error*) {
+    std::uint32_t number = 0;
+    EXPECT_GT(::sd_bus_message_read(call, "u", &number), 0);
+    static_cast<NotificationService*>(self)->closed.push_back(number);
+    return ::sd_bus_reply_method_return(call, "");
   }
 
   SessionBus bus_;
@@ -365,6 +401,50 @@ TEST(Notifications, AreShownAsTheServiceReadsThemAndTellOfTheirClicks) {
   loop.runUntil([&] { return taps == 2; });
 }
 
+TEST(Notifications, GoWithTheApplication) {
+  const support::PrivateBus bus;
+  EventLoop loop;
+  SessionBus own(loop);
+  LaunchContext context(identifier);
+  auto notifications = std::make_unique<UserNotificationsDBus>(own, context, identifier, "W");
+  int taps = 0;
+  notifications->setTapHandler([&taps] { ++taps; });
+  NotificationService service(loop, true);
+  for (const char* title : {"First", "Second"}) notifications->post(title, "");
+  loop.runUntil([&] { return service.shown.size() == 2; });
+  service.signal("ActionInvoked", "us", 8, "default");
+  service.signal("NotificationClosed", "uu", 7, 2);
+  service.signal("ActionInvoked", "us", 8, "default");
+  loop.runUntil([&] { return taps == 2; });
+  notifications.reset();
+  loop.runUntil([&] { return !service.closed.empty(); });
+  EXPECT_THAT(service.closed, ElementsAre(8)) << "the other one is gone";
+}
+
+TEST(Notifications, WhatCannotBeShownIsSaid) {
+  std::vector<std::string> failures;
+  const auto post = [&failures] {
+    EventLoop loop;
+    SessionBus own(loop);
+    LaunchContext context(identifier);
+    UserNotificationsDBus notifications(own, context, identifier, "W");
+    notifications.onFailure = [&](const std::string& title, const std::string& body) {
+      failures.push_back(title + "|" + body);
+    };
+    const std::size_t before = failures.size();
+    notifications.post("Title", "Body");
+    loop.runUntil([&] { return failures.size() > before; });
+  };
+  {
+    const support::PrivateBus withoutService;
+    post();
+  }
+  TemporaryHome home;
+  home.environment.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+  post();
+  EXPECT_THAT(failures, ElementsAre("Title|Body", "Title|Body"));
+}
+
 class AlertsTest : public testing::Test {
  protected:
   /// Makes a program in the search path, which has no other, that notes down its arguments.
@@ -403,6 +483,15 @@ TEST_F(AlertsTest, AreShownByTheDesktopsOwnProgram) {
   home.environment.set("XDG_CURRENT_DESKTOP", "KDE");
   EXPECT_THAT(show(alert), HasSubstr("/kdialog\n"));
   EXPECT_EQ(notifications.posted.size(), 1u);
+}
+
+TEST_F(AlertsTest, AreShownInALocaleThatHasTheirCharacters) {
+  install("zenity", "printf '%s' \"$LC_ALL\" > \"$HOME/locale\"\n");
+  for (const auto& [locale, seen] : {std::pair("C", "C.UTF-8"), {"nowhere", "C.UTF-8"}, {"C.utf8", "C.utf8"}}) {
+    home.environment.set("LC_ALL", locale);
+    show({"“A”", "B"});
+    EXPECT_EQ(support::readFile(home.path() / "locale"), seen) << locale;
+  }
 }
 
 TEST_F(AlertsTest, GoWithTheApplication) {
