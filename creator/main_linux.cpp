@@ -62,6 +62,7 @@ int main(int argumentCount, char** arguments) try {
   CLI::App app("Corvana gives each Chrome profile or tab group an application of its own", "corvana");
   app.require_subcommand(1);
   commands::addMakeApp(app, system);
+  commands::addRemoveApp(app, system);
   commands::addApps(app, system);
   commands::addProfiles(app);
   commands::addBrowsers(app, system);

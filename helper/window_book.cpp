@@ -21,11 +21,12 @@ void WindowBook::setWindows(const std::vector<BrowserWindow>& windows, std::opti
   entries.reserve(windows.size());
   for (const BrowserWindow& window : windows) {
     if (Entry* known = find(window.id)) {
+      if (known->window.launchMark != window.launchMark) known->lastLaunch = now;
       known->window = window;
       entries.push_back(std::move(*known));
       known->window.id = 0;  // moved from; nobody asks for it by its number any more
     } else {
-      entries.push_back({.window = window, .firstSeen = now, .openedFrom = activeProfile_});
+      entries.push_back({.window = window, .firstSeen = now, .lastLaunch = now, .openedFrom = activeProfile_});
     }
   }
   entries_ = std::move(entries);
@@ -202,7 +203,7 @@ void WindowBook::fulfilExpectations() {
     const auto [place, isNew] = since.emplace(profile, entry.firstSeen);
     if (!isNew) place->second = std::min(place->second, entry.firstSeen);
     const auto expectation = expectations_.find(profile);
-    if (expectation != expectations_.end() && entry.firstSeen >= expectation->second.since) {
+    if (expectation != expectations_.end() && entry.lastLaunch >= expectation->second.since) {
       expectations_.erase(expectation);
     }
   }

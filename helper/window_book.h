@@ -62,7 +62,7 @@ class WindowBook {
   void attribute(Window window, const WindowAttribution& attribution);
   /// The groups that a window shows; nothing when they are not known.
   void setTabGroups(Window window, std::optional<std::vector<BrowserTabGroup>> groups);
-  /// A window of the profile has been asked for.
+  /// A window of the profile has been asked for, or a link has been sent to one.
   void expectWindow(const std::string& profileDirectory, Time now);
 
   const BrowserSight& sight() const { return sight_; }
@@ -89,6 +89,8 @@ class WindowBook {
   struct Entry {
     BrowserWindow window;
     Time firstSeen;
+    /// When a launch opened it, or brought a link to it.
+    Time lastLaunch;
     WindowAttribution attribution;
     bool wasRead = false;
     /// The profile of the window that was active when this one came: the likely one of a private window.

@@ -7,10 +7,10 @@
 
 namespace corvana {
 
-/// Held by whoever changes one of the shared documents, from reading it until the new one is written, so that of two
-/// changes at once neither is lost. Each document has a lock of its own: a search for proxy apps on a slow disk holds
-/// up nobody's settings. Readers need none, since documents are replaced as a whole. Any thread; a second lock for the
-/// same document waits for the first, also within a thread.
+/// Held by whoever changes one of the shared documents, or installs the helper, from reading it until the new one is
+/// written, so that of two changes at once neither is lost. Each document has a lock of its own: a search for proxy
+/// apps on a slow disk holds up nobody's settings. Readers need none, since documents are replaced as a whole. Any
+/// thread; a second lock for the same document waits for the first, also within a thread.
 class DocumentLock {
  public:
   /// What people wait for a program that may be busy. One that is stopped would let them wait for ever.

@@ -4,6 +4,7 @@
 
 #include "core/identity/bundle.h"
 #include "core/identity/corvana.h"
+#include "core/identity/document_lock.h"
 #include "core/identity/log.h"
 #include "platform/desktop/running_bundle.h"
 #include "platform/files/bundle_copy.h"
@@ -40,9 +41,12 @@ bool HelperInstaller::installFromCreatorBundle(Workspace& workspace, bool force,
     throw error;
   }
   const auto build = version(*source);
-  if (!force && build && build == installedVersion()) return false;
+  const auto isInstalled = [&build] { return build && build == installedVersion(); };
+  if (!force && isInstalled()) return false;
 
-  Corvana::ensureSupportDirectory();
+  // Of several proxy apps that miss the helper at once, as at login, one installs it, and the others wait for that.
+  const DocumentLock lock(destination, installationPatience);
+  if (!force && isInstalled()) return false;
   terminateRunningHelper(workspace, wait);
   fs::remove_all(destination);
   copyBundle(*source, destination);

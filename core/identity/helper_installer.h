@@ -28,12 +28,14 @@ struct HelperInstaller {
 
   /// How long a running helper is given to end by itself.
   static constexpr std::chrono::milliseconds terminationGrace{400};
+  /// How long another program's installation is waited for.
+  static constexpr std::chrono::seconds installationPatience{5};
   /// Waits; replaced in tests.
   using Wait = std::function<void(std::chrono::milliseconds)>;
 
   /// Installs the helper when it is missing or of another build, and whenever `force` is set. True when a copy was
-  /// made. Throws InstallError (which it has logged), std::filesystem::filesystem_error or ToolError; an old copy that
-  /// was removed stays removed.
+  /// made: of several programs that do this at once one makes it. Throws InstallError (which it has logged),
+  /// std::filesystem::filesystem_error or ToolError; an old copy that was removed stays removed.
   static bool installFromCreatorBundle(Workspace& workspace, bool force, const Wait& wait = sleep);
 
   static std::optional<std::string> installedVersion();

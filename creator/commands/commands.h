@@ -34,6 +34,7 @@ struct System {
 };
 
 void addMakeApp(CLI::App& app, const System& system);
+void addRemoveApp(CLI::App& app, const System& system);
 void addApps(CLI::App& app, const System& system);
 void addProfiles(CLI::App& app);
 void addBrowsers(CLI::App& app, const System& system);

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "core/browsers/browser_catalog.h"
 #include "core/identity/corvana.h"
 #include "core/identity/helper_installer.h"
 #include "core/identity/login_item.h"
@@ -81,6 +82,17 @@ void stop(const System& system) {
   std::puts("The helper does not run any more. The next app or link starts it.");
 }
 
+void uninstall(const System& system) {
+  if (BrowserCatalog::isDefaultBrowser(system.handlers)) {
+    throw std::runtime_error("links come to the helper; give them back first, with \"corvana default-browser off\"");
+  }
+  LoginItem::setEnabled(system.loginItems, false);
+  HelperInstaller::terminateRunningHelper(system.workspace);
+  system.registration.remove(Corvana::helperBundleID);
+  std::filesystem::remove_all(Corvana::installedHelperURL());
+  std::puts("The helper is not installed any more.");
+}
+
 /// As the system's log has it.
 void showLog() {
   struct Reader {
@@ -119,6 +131,9 @@ void addHelper(CLI::App& app, const System& system) {
   begin->add_flag("--reinstall", options->reinstalls, "Install it also when this version is installed already");
   begin->callback([options, &system] { start(options->atLogin, options->reinstalls, system); });
   command->add_subcommand("stop", "End it")->callback([&system] { stop(system); });
+  command->add_subcommand("uninstall", "End it, and delete it with all that starts it")->callback([&system] {
+    uninstall(system);
+  });
   command->add_subcommand("log", "What it has said lately")->callback(showLog);
 }
 

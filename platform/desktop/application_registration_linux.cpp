@@ -67,6 +67,7 @@ std::string entryContent(const ApplicationBundle& bundle, const std::string& des
   set(G_KEY_FILE_DESKTOP_KEY_TRY_EXEC, bundle.executable.string());  // an entry whose bundle is gone does not count
   set(G_KEY_FILE_DESKTOP_KEY_DBUS_ACTIVATABLE, "true");
   set(G_KEY_FILE_DESKTOP_KEY_STARTUP_NOTIFY, "true");  // else launchers hand over no activation token
+  set(G_KEY_FILE_DESKTOP_KEY_STARTUP_WM_CLASS, applicationID(bundle.identifier));  // docks: whose a window is
   set(DesktopEntry::bundleKey, bundle.path.string());
 
   std::string actions;

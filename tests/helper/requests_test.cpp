@@ -236,7 +236,16 @@ TEST_F(RequestsTest, ALaunchIsOverWhenItsWindowHasCome) {
   EXPECT_EQ(told(work).back(), "0 certain");
   open(1, "Work");
   scheduler.runPosted();
-  ask(work, request(noteLaunch));  // a second one, while the first is there
+  ask(work, request(noteLaunch));  // with a link, which comes to the window that is there
+  scheduler.advance(1s);
+  chrome.find(1)->window.launchMark = "corvana:app.corvana.Default:2-1_TIME5";
+  chrome.changed();
+  shut(1);
+  scheduler.runPosted();
+  EXPECT_EQ(told(work).back(), "0 certain");
+  open(1, "Work");
+  scheduler.runPosted();
+  ask(work, request(noteLaunch));  // nothing has come of it yet
   shut(1);
   scheduler.runPosted();
   EXPECT_EQ(told(work).back(), "0 unclassified");

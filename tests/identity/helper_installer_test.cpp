@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "core/identity/corvana.h"
 #include "core/identity/login_item.h"
@@ -86,7 +87,33 @@ TEST_F(HelperInstallerTest, AFailedCopyLeavesNothingHalfInstalled) {
   const auto broken = creator / "Contents/Library/CorvanaHelper.app/Contents/fifo";
   ASSERT_EQ(::mkfifo(broken.c_str(), 0600), 0);  // cannot be copied
   EXPECT_THROW(install(), std::filesystem::filesystem_error);
-  EXPECT_TRUE(std::filesystem::is_empty(Corvana::supportDirectory()));
+  for (const auto& left : std::filesystem::directory_iterator(Corvana::supportDirectory())) {
+    EXPECT_EQ(left.path().filename(), "CorvanaHelper.lock");
+  }
+}
+
+TEST_F(HelperInstallerTest, OfSeveralAtOnceOneInstalls) {
+  provideHelper("7");
+  std::vector<pid_t> installers;
+  for (int i = 0; i < 6; ++i) {
+    const pid_t process = ::fork();
+    if (process == 0) {
+      try {
+        ::_exit(install() ? 1 : 0);
+      } catch (const std::exception&) {
+        ::_exit(100);
+      }
+    }
+    installers.push_back(process);
+  }
+  int copies = 0;
+  for (const pid_t process : installers) {
+    int status = 0;
+    ASSERT_EQ(::waitpid(process, &status, 0), process);
+    copies += WEXITSTATUS(status);
+  }
+  EXPECT_EQ(copies, 1);
+  EXPECT_EQ(HelperInstaller::installedVersion(), "7");
 }
 
 TEST_F(HelperInstallerTest, ARunningHelperIsAskedFirst) {

@@ -540,6 +540,7 @@ TEST(Registration, TheDesktopFindsWhatIsRegisteredUntilItIsGone) {
   EXPECT_EQ(entry->icon, bundle / "Contents/Resources/Icon.svg");
   EXPECT_THAT(entry->commandLine(std::vector<std::string>{"https://a/"}), ElementsAre(program, "https://a/"));
   const std::string text = support::readFile(entry->file);
+  EXPECT_THAT(text, HasSubstr("\nStartupWMClass=app.corvana._0a1b\n"));
   EXPECT_THAT(text, HasSubstr("\nActions=about;new-window;\n"));
   EXPECT_THAT(text, HasSubstr("\n[Desktop Action new-window]\nName=Open New Window\n"));
   EXPECT_THAT(text, Not(HasSubstr("MimeType"))) << "it would become the default browser just by being there";
