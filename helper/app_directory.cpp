@@ -6,13 +6,27 @@
 namespace corvana {
 
 std::optional<std::string> AppDirectory::profileOf(std::string_view bundleID) {
-  if (const auto date = files::modificationDate(Corvana::registryURL()); date != date_) {
-    date_ = date;
-    profiles_.clear();
-    for (const RegisteredApp& app : Registry::load().apps) profiles_.emplace(app.bundleID, app.config.profileDirectory);
-  }
+  reloadIfChanged();
   const auto found = profiles_.find(bundleID);
   return found == profiles_.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::optional<std::string> AppDirectory::appOf(std::string_view profileDirectory) {
+  reloadIfChanged();
+  const auto found = apps_.find(profileDirectory);
+  return found == apps_.end() ? std::nullopt : std::optional(found->second);
+}
+
+void AppDirectory::reloadIfChanged() {
+  const auto date = files::modificationDate(Corvana::registryURL());
+  if (date == date_) return;
+  date_ = date;
+  profiles_.clear();
+  apps_.clear();
+  for (const RegisteredApp& app : Registry::load().apps) {
+    profiles_.emplace(app.bundleID, app.config.profileDirectory);
+    if (!app.config.isTabGroup() && !app.isMissing) apps_.emplace(app.config.profileDirectory, app.bundleID);
+  }
 }
 
 }  // namespace corvana

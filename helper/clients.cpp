@@ -69,4 +69,11 @@ std::optional<std::string> Clients::profileOf(std::string_view bundleID) const {
   return std::nullopt;
 }
 
+std::optional<std::string> Clients::appOf(std::string_view profileDirectory) const {
+  for (const auto& [client, told] : greeted_) {
+    if (!client->tabGroup && client->bundleID && client->profileDirectory == profileDirectory) return client->bundleID;
+  }
+  return std::nullopt;
+}
+
 }  // namespace corvana

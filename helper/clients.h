@@ -41,6 +41,8 @@ class Clients {
   std::set<std::string> profilesWithGroups() const;
   /// The profile of the connected app with that bundle identifier.
   std::optional<std::string> profileOf(std::string_view bundleID) const;
+  /// The connected app that stands for all windows of the profile.
+  std::optional<std::string> appOf(std::string_view profileDirectory) const;
 
  private:
   /// With what each was told last.

@@ -14,6 +14,11 @@ Helper::Helper(const System& system, std::filesystem::path localState)
       watch_(system.mainQueue, system.clock, system.windows, profiles_,
              [this](std::string_view mark) { return profileOfMark(mark); }),
       requests_({system.mainQueue, system.clock, system.windows, watch_}, clients_, settings_),
+      dressing_(system.identities,
+                [this](const std::string& profile) {
+                  auto app = clients_.appOf(profile);
+                  return app ? app : apps_.appOf(profile);
+                }),
       server_(system.mainQueue, system.readQueue),
       links_({.mainQueue = system.mainQueue,
               .clock = system.clock,
@@ -25,6 +30,7 @@ Helper::Helper(const System& system, std::filesystem::path localState)
              [this] { tellAll(Event::Kind::routingHistoryChanged); }) {
   server_.onRequest = [this](const Clients::Connection& client, const Request& request) {
     requests_.handle(client, request);
+    if (request.op == Request::Op::hello) dressing_.update(watch_.book());
   };
   server_.onClientClosed = [this](const Clients::Connection& client) {
     clients_.remove(client);
@@ -46,6 +52,7 @@ void Helper::applicationOpen(const std::vector<std::string>& urls) {
 void Helper::applicationWillTerminate() {
   tellAll(Event::Kind::shuttingDown);
   server_.stop(socketPath_);
+  dressing_.restoreAll();
   links_.finish();
 }
 
@@ -59,6 +66,7 @@ void Helper::chromeChanged() {
   }
   announceCounts();
   requests_.bookChanged();
+  dressing_.update(watch_.book());
 }
 
 void Helper::announceCounts() {

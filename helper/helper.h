@@ -17,6 +17,7 @@
 #include "helper/link_handler.h"
 #include "helper/profile_list.h"
 #include "helper/request_handler.h"
+#include "helper/window_dressing.h"
 #include "platform/application/application.h"
 #include "platform/application/user_notifications.h"
 #include "platform/desktop/application_handlers.h"
@@ -24,6 +25,7 @@
 #include "platform/loop/read_queue.h"
 #include "platform/loop/scheduler.h"
 #include "platform/windows/browser_windows.h"
+#include "platform/windows/window_identities.h"
 
 namespace corvana {
 
@@ -38,6 +40,7 @@ class Helper final : public ApplicationDelegate {
     const Clock& clock;
     ReadQueue& readQueue;
     BrowserWindows& windows;
+    WindowIdentities& identities;
     Workspace& workspace;
     ApplicationHandlers& handlers;
     UserNotifications& notifications;
@@ -76,6 +79,7 @@ class Helper final : public ApplicationDelegate {
   Clients clients_;
   ChromeWatch watch_;
   RequestHandler requests_;
+  WindowDressing dressing_;
   SocketServer server_;
   RuleStore rules_;
   RecentLinksStore history_;

@@ -36,6 +36,7 @@
 #include "platform/loop/session_bus_linux.h"
 #include "platform/process/detached_process_linux.h"
 #include "platform/windows/browser_windows_linux.h"
+#include "platform/windows/window_identities_x11.h"
 
 namespace {
 
@@ -96,11 +97,13 @@ int run(CommandLine commandLine) {
   ApplicationHandlersGIO handlers(loop);
   UserNotificationsDBus notifications(bus, context, identifier, "Corvana");
   BrowserWindowsLinux windows(loop, bus.get(), context, std::string(Corvana::chromeBundleID));
+  WindowIdentitiesX11 identities;
   ReadQueueLinux readQueue("app.corvana.ipc");
   Helper helper({.mainQueue = loop,
                  .clock = loop,
                  .readQueue = readQueue,
                  .windows = windows,
+                 .identities = identities,
                  .workspace = workspace,
                  .handlers = handlers,
                  .notifications = notifications,

@@ -101,6 +101,18 @@ std::vector<WindowBook::Window> WindowBook::windows(const WindowAudience& audien
   return result;
 }
 
+std::vector<std::pair<WindowBook::Window, std::string>> WindowBook::likelyProfiles() const {
+  std::vector<std::pair<Window, std::string>> result;
+  for (const Entry& entry : entries_) {
+    std::string profile = ownerOf(entry).profileDirectory;
+    if (profile.empty() && !entry.window.launchMark.empty()) {
+      profile = profileOfMark_(entry.window.launchMark).value_or("");
+    }
+    result.emplace_back(entry.window.id, std::move(profile));
+  }
+  return result;
+}
+
 bool WindowBook::isMinimized(Window window) const {
   const Entry* entry = find(window);
   return entry != nullptr && entry->window.isMinimized;

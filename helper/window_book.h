@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/ipc/messages.h"
@@ -69,6 +70,8 @@ class WindowBook {
   WindowCount count(const WindowAudience& audience, Time now) const;
   /// The windows that are counted, the lowest first.
   std::vector<Window> windows(const WindowAudience& audience) const;
+  /// Each window with the profile that it is, or by its launch's mark probably is, of; empty where nothing tells.
+  std::vector<std::pair<Window, std::string>> likelyProfiles() const;
   bool isMinimized(Window window) const;
   bool has(Window window) const { return find(window) != nullptr; }
   std::size_t size() const { return entries_.size(); }

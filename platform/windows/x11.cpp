@@ -85,7 +85,12 @@ bool Connection::findAtoms() {
                                                           "WM_WINDOW_ROLE",
                                                           "_NET_STARTUP_ID",
                                                           "_NET_STARTUP_INFO_BEGIN",
-                                                          "_NET_STARTUP_INFO"};
+                                                          "_NET_STARTUP_INFO",
+                                                          "WM_CLASS",
+                                                          "_CORVANA_ORIGINAL_CLASS",
+                                                          "_KDE_NET_WM_DESKTOP_FILE",
+                                                          "_GTK_APPLICATION_ID",
+                                                          "UTF8_STRING"};
   std::array<xcb_intern_atom_cookie_t, atomCount> cookies{};
   for (std::size_t i = 0; i < atomCount; ++i) {
     cookies[i] = ::xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(names[i].size()), names[i].data());

@@ -71,7 +71,12 @@ class Connection {
     role,
     startupID,
     startupInfoBegin,
-    startupInfo
+    startupInfo,
+    windowClass,
+    originalClass,
+    kdeDesktopFile,
+    gtkApplicationID,
+    utf8
   };
 
   /// Nothing when there is no X server, or one that has no screen.
@@ -126,7 +131,7 @@ class Connection {
   struct Disconnect {
     void operator()(xcb_connection_t* connection) const { ::xcb_disconnect(connection); }
   };
-  static constexpr std::size_t atomCount = 16;
+  static constexpr std::size_t atomCount = 21;
 
   Connection() = default;
   bool findAtoms();

@@ -151,6 +151,31 @@ class HelperStories(ChromiumSession):
         self.assertIn("Asks - Chromium", self.titles())
         self.assertIsNone(home.poll())
 
+    def classes(self):
+        """The windows' classes, by title."""
+        lines = self.run_tool("wmctrl", "-lx").splitlines()
+        return {line.split(None, 4)[4]: line.split()[2] for line in lines}
+
+    def test_windows_bear_the_identity_of_their_apps(self):
+        work, home = self.open_page(self.make_app("Work", "Work"), "Mine"), self.open_page(
+            self.make_app("Home", "Home"), "Yours")
+        entries = {app["name"]: os.path.basename(self.run_tool(
+            "grep", "-l", f"X-Corvana-Bundle={app['path']}", "-r", self.environment["HOME"] + "/.local/share/applications"
+        ).strip()).removesuffix(".desktop") for app in json.loads(self.corvana("apps", "--json"))}
+        expected = {"Mine - Chromium": f"{entries['Work']}.{entries['Work']}",
+                    "Yours - Chromium": f"{entries['Home']}.{entries['Home']}"}
+        self.wait_until(lambda: self.classes() == expected, "each window as its app's")
+        self.helper.kill()
+        self.helper = self.start_helper()
+        self.wait_for_count("Default", 1)
+        self.assertEqual(self.classes(), expected)
+        for app in (work, home):  # which would start another helper, if there were one installed
+            app.terminate()
+            app.wait(timeout=PATIENCE)
+        self.helper.terminate()
+        self.assertEqual(self.helper.wait(timeout=PATIENCE), 0)
+        self.assertEqual(set(self.classes().values()), {"chromium.Chromium"})
+
     def test_names_that_end_in_one_another(self):
         names = ["Work", "Home Work", "- Work", "Chromium - Work", "☕ Café – Work"]
         self.write_profiles(names)
