@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <stdexcept>
 #include <string_view>
@@ -166,6 +167,12 @@ bool ApplicationLinux::forward(const SessionBus& bus, const LaunchContext& conte
   const bool hasEnded = applicationCalls::sayNobodyDidIt(error);
   const std::string description = error.message == nullptr ? "" : error.message;
   ::sd_bus_error_free(&error);
+  if (result == -ETIMEDOUT && !hasEnded) {
+    // The call is in its queue, and nothing takes it out again.
+    throw std::runtime_error(id +
+                             " is running but does not answer, as when it is stopped; it has been told, and will "
+                             "do what it was told when it goes on");
+  }
   if (result < 0 && !hasEnded) throw std::runtime_error(id + " is running but did not answer: " + description);
   return result >= 0;
 }
