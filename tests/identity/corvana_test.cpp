@@ -35,7 +35,7 @@ TEST_F(CorvanaTest, TheSupportDirectoryIsMadeForTheUserAlone) {
     EXPECT_EQ(::stat(path.c_str(), &status), 0);
     return status.st_mode & 0777;
   };
-  for (const mode_t mask : {0000, 0777}) {
+  for (const mode_t mask : {mode_t{0}, mode_t{0777}}) {
     const mode_t previous = ::umask(mask);
     Corvana::ensureSupportDirectory();
     ::umask(previous);
