@@ -32,8 +32,9 @@ void WindowIdentitiesX11::set(BrowserWindows::Window id, std::string_view bundle
   const auto known = x->ask(window, Atom::originalClass, longestClass);
   const auto present = x->ask(window, Atom::windowClass, longestClass);
   const bool isKnown = x->answer(known).text().has_value();
-  if (const auto original = x->answer(present).text(); original && !isKnown) {
-    put(*x, window, x->atom(Atom::originalClass), XCB_ATOM_STRING, *original);
+  const x11::Property original = x->answer(present);
+  if (const auto text = original.text(); text && !isKnown) {
+    put(*x, window, x->atom(Atom::originalClass), XCB_ATOM_STRING, *text);
   }
   const std::string name = applicationID(bundleIdentifier);
   put(*x, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, name + '\0' + name + '\0');
