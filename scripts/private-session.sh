@@ -106,6 +106,7 @@ supervise() {
         for name in HOME DISPLAY DBUS_SESSION_BUS_ADDRESS XDG_RUNTIME_DIR; do printf 'export %s=%q\n' "$name" "${!name}"; done
         echo "unset ${foreign_variables[*]}"
     } >"$folder/environment.new"
+    echo $(($(date +%s) + $(<"$folder/seconds"))) >"$folder/deadline"
     mv "$folder/environment.new" "$folder/environment"
     stay
     exit 0
@@ -173,7 +174,7 @@ launch() {
     rm -rf "$folder"
     mkdir -p "$folder"
     : >"$folder/session.lock"
-    echo $(($(date +%s) + $2)) >"$folder/deadline"
+    echo "$2" >"$folder/seconds"
     write_desktop_entries "$folder"
     write_profiles "$folder"
     setsid "$self" supervise "$folder" </dev/null >"$folder/log" 2>&1 7>&- &
