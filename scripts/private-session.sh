@@ -82,7 +82,7 @@ supervise() {
     folder=$1
     children=()
     exec 9<"$folder/session.lock"
-    flock --nonblock 9 || exit 0 # another start was quicker
+    flock --timeout 2 9 || exit 0 # another is there; who only asks whether one is holds it for a moment
     echo $$ >"$folder/supervisor.pid"
     runtime=$(mktemp -d "${TMPDIR:-/tmp}/corvana-session.XXXXXX") # sockets have short paths wherever the folder lies
     trap finish EXIT
