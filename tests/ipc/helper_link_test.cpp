@@ -122,6 +122,16 @@ TEST_F(HelperLinkTest, EveryConnectionBeginsWithAHello) {
   EXPECT_THAT(log.lines(), Contains("ipc default: stub connected to helper").Times(2));
 }
 
+TEST_F(HelperLinkTest, IsSaidToBeConnectedAfterItsUserKnows) {
+  std::vector<std::string> linesBefore;
+  link->onStateChange = [&](State state) {
+    if (state == State::connected) linesBefore = log.lines();
+  };
+  connect();
+  EXPECT_THAT(linesBefore, testing::Not(Contains("ipc default: stub connected to helper")));
+  EXPECT_THAT(log.lines(), Contains("ipc default: stub connected to helper"));
+}
+
 TEST_F(HelperLinkTest, AnswersFindTheirRequestsInAnyOrder) {
   connect();
   request(Request::Op::activate);
