@@ -82,6 +82,13 @@ TEST_F(HelperInstallerTest, CopiesWhatIsMissingOrOfAnotherBuild) {
   EXPECT_THAT(waits, IsEmpty()) << "nothing was running";
 }
 
+TEST_F(HelperInstallerTest, WhatCannotBeLookedAtIsNotThere) {
+  Corvana::ensureSupportDirectory();
+  std::filesystem::create_symlink("CorvanaHelper.app", Corvana::installedHelperURL());  // leads to itself
+  EXPECT_THROW(install(), HelperInstaller::InstallError);
+  EXPECT_THAT(log.lines(), Contains("creator error: helper not installed and no creator bundle to copy it from"));
+}
+
 TEST_F(HelperInstallerTest, AFailedCopyLeavesNothingHalfInstalled) {
   provideHelper("7");
   const auto broken = creator / "Contents/Library/CorvanaHelper.app/Contents/fifo";
@@ -273,6 +280,10 @@ TEST(LoginItem, TheOldLaunchAgentIsRemovedOnce) {
   LoginItem::setEnabled(items, true);
   EXPECT_FALSE(std::filesystem::exists(file));
   EXPECT_THAT(log.lines(), ElementsAre("creator info: removed the old LaunchAgent login item"));
+
+  std::filesystem::remove_all(file.parent_path());
+  std::filesystem::create_symlink("LaunchAgents", file.parent_path());  // leads to itself
+  EXPECT_NO_THROW(LoginItem::setEnabled(items, true)) << "what cannot be looked at is not there";
 }
 
 }  // namespace
