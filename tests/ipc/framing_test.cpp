@@ -141,6 +141,16 @@ TEST_F(FramesOverASocket, ATornFrameCostsNoOther) {
   EXPECT_EQ(frames[2], "{\"id\":2}");
 }
 
+TEST_F(FramesOverASocket, AnErrorOfReadingIsTheEndUnlessThereIsNothingYet) {
+  LineBuffer buffer(LineBuffer::standardLimit);
+  EXPECT_THAT(readFrames(near.get(), buffer), testing::Optional(IsEmpty()));
+  EXPECT_EQ(readFrames(-1, buffer), std::nullopt) << "EBADF";
+  const UniqueFD folder(::open("/", O_RDONLY | O_CLOEXEC));
+  EXPECT_EQ(readFrames(folder.get(), buffer), std::nullopt) << "EISDIR";
+  far = UniqueFD();
+  EXPECT_EQ(readFrames(near.get(), buffer), std::nullopt);
+}
+
 class UnixSocketTest : public testing::Test {
  protected:
   std::string path() const { return (home.path() / "h.sock").string(); }
