@@ -34,6 +34,11 @@ bool prepare(int descriptor) {
 
 }  // namespace
 
+SocketServer::~SocketServer() {
+  // A descriptor that its queue has closed may be another file's by the time that somebody answers late.
+  for (const auto& [key, client] : clients_) client->close();
+}
+
 void SocketServer::start(const std::string& path) {
   assert(run_ == nullptr);  // a server is stopped before it is started again
   UniqueFD listener = UnixSocket::listen(path, backlog);
@@ -116,8 +121,9 @@ void SocketServer::drop(const ClientConnection* client) {
   const auto entry = clients_.extract(client);
   if (entry.empty()) return;
   entry.mapped()->close();
+  const std::weak_ptr<const void> run = run_->reference();
   if (const auto callback = onClientClosed) callback(entry.mapped());
-  reportCount();
+  if (!run.expired()) reportCount();  // the callback may have stopped the server
 }
 
 void SocketServer::reportCount() {

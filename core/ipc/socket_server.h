@@ -35,6 +35,8 @@ class SocketServer {
   SocketServer(Scheduler& mainQueue, ReadQueue& readQueue) : mainQueue_(mainQueue), readQueue_(readQueue) {}
   SocketServer(const SocketServer&) = delete;
   SocketServer& operator=(const SocketServer&) = delete;
+  /// Closes all connections, since others may keep them.
+  ~SocketServer();
 
   using Client = std::shared_ptr<ClientConnection>;
 

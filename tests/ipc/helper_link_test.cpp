@@ -406,6 +406,8 @@ TEST_F(SocketServerTest, WhoeverKeepsAClientMayAnswerItTooLate) {
   server.onRequest = [&](const SocketServer::Client& client, const Request&) { kept.push_back(client); };
   server.onClientClosed = [&](const SocketServer::Client& client) { closed.push_back(client); };
   UniqueFD first = connect();
+  settle();
+  const int descriptor = queue.lastWatched();  // the server's end of the first one
   const UniqueFD second = connect();
   send(first, "{\"id\":1,\"op\":\"status\"}\n");
   send(second, "{\"id\":2,\"op\":\"status\"}\n");
@@ -414,13 +416,39 @@ TEST_F(SocketServerTest, WhoeverKeepsAClientMayAnswerItTooLate) {
   first = UniqueFD();
   settle();
   EXPECT_THAT(closed, ElementsAre(kept.front()));
-  const UniqueFD other(::open("/dev/null", O_RDWR | O_CLOEXEC));  // may have got the number that the first one had
+  const UniqueFD file(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  const UniqueFD other(::fcntl(file.get(), F_DUPFD_CLOEXEC, descriptor));
+  ASSERT_EQ(other.get(), descriptor) << "another file has the number now";
   EXPECT_FALSE(kept.front()->send(Response{.id = 1, .ok = true}));
   EXPECT_TRUE(kept.back()->send(Response{.id = 2, .ok = true}));
   EXPECT_EQ(receive(second), "{\"id\":2,\"ok\":true}\n");
   server.stop(path);
   EXPECT_FALSE(kept.back()->send(Response{.id = 3, .ok = true}));
   EXPECT_EQ(closed.size(), 1) << "nobody is told at a stop";
+}
+
+TEST_F(SocketServerTest, AClientThatIsKeptBeyondTheServerIsClosed) {
+  SocketServer::Client kept;
+  const std::string otherPath = (home.path() / "o.sock").string();
+  auto other = std::make_unique<SocketServer>(scheduler, queue);
+  other->onRequest = [&](const SocketServer::Client& client, const Request&) { kept = client; };
+  other->start(otherPath);
+  const UniqueFD client = UnixSocket::connect(otherPath);
+  send(client, "{\"id\":1,\"op\":\"status\"}\n");
+  settle();
+  ASSERT_TRUE(kept);
+  other.reset();
+  EXPECT_EQ(queue.watchCount(), 1) << "only the listener of the test's own server";
+  EXPECT_FALSE(kept->send(Response{.id = 1, .ok = true}));
+}
+
+TEST_F(SocketServerTest, AServerThatIsStoppedByAnEndCountsNoMore) {
+  server.onClientClosed = [this](const SocketServer::Client&) { server.stop(path); };
+  UniqueFD client = connect();
+  settle();
+  client = UniqueFD();
+  settle();
+  EXPECT_THAT(counts, ElementsAre(1));
 }
 
 TEST_F(SocketServerTest, AFloodIsReadAsFastAsItIsServed) {
@@ -447,7 +475,9 @@ TEST_F(SocketServerTest, AFloodIsReadAsFastAsItIsServed) {
 }
 
 TEST_F(SocketServerTest, AServerThatIsStoppedByARequestHandlesNoMore) {
-  server.onRequest = [this](const SocketServer::Client&, const Request& request) {
+  std::vector<SocketServer::Client> kept;
+  server.onRequest = [&](const SocketServer::Client& client, const Request& request) {
+    kept.push_back(client);
     requests.push_back(request.id);
     server.stop(path);
   };
@@ -497,6 +527,13 @@ TEST_F(SocketServerTest, WithoutDescriptorsTheListenerRests) {
   queue.rearm();
   settle();
   EXPECT_THAT(counts, ElementsAre(1));
+
+  const UniqueFD later = connect();
+  ::setrlimit(RLIMIT_NOFILE, &none);
+  queue.pump();
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_THAT(log.lines(), Contains(testing::HasSubstr("no proxy app can connect for now")).Times(2))
+      << "once each time that it comes to this";
 }
 
 TEST_F(SocketServerTest, TakesMuchForAClientThatDoesNotRead) {
