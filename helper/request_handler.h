@@ -22,7 +22,7 @@ class RequestHandler {
   /// How often an app's user is told that the app is outdated.
   static constexpr std::chrono::hours outdatedInterval{24};
 
-  /// `isUsed` tells whether the user wants the helper to look after windows.
+  /// What is passed must outlive this object.
   RequestHandler(const OperationContext& context, Clients& clients, SettingsStore& settings)
       : context_(context), clients_(clients), settings_(settings), operations_(context.mainQueue) {}
 
